@@ -1,0 +1,41 @@
+# Entry points for a fresh machine: `make demo` and `make test`.
+PRESET ?= dev
+BUILD_DIR := build/$(PRESET)
+
+.PHONY: all deps configure build test demo asan-test bench fuzz format clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+$(BUILD_DIR)/build.ninja: | deps
+	cmake --preset $(PRESET)
+
+configure: $(BUILD_DIR)/build.ninja
+
+build: configure
+	cmake --build --preset $(PRESET)
+
+test: build
+	ctest --preset $(PRESET) -j2
+
+demo: build
+	$(BUILD_DIR)/examples/roundtrip_example
+
+asan-test:
+	$(MAKE) test PRESET=asan
+
+bench:
+	$(MAKE) build PRESET=release
+	bash bench/run.sh build/release
+
+fuzz:
+	$(MAKE) build PRESET=fuzz
+	build/fuzz/fuzz/fuzz_document -max_total_time=60 fuzz/corpus
+
+format:
+	clang-format-14 -i $$(git ls-files '*.h' '*.cpp')
+
+clean:
+	rm -rf build

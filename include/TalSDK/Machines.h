@@ -1,0 +1,34 @@
+#pragma once
+// TalSDK.Machines: one include for the whole public interface, the SDK layer included.
+
+// Common: units, colours, logging, string conversion.
+#include "sdk/common/Color.h"
+#include "sdk/common/Logging.h"
+#include "sdk/common/StringConversion.h"
+#include "sdk/common/Units.h"
+
+// Math.
+#include "sdk/math/BoundingBox.h"
+#include "sdk/math/TransformMatrix.h"
+
+// Tag persistence: reader, writer, value texts, binary elements, kept unknown elements.
+#include "sdk/sax/Base64.h"
+#include "sdk/sax/BinaryStreams.h"
+#include "sdk/sax/ExtensibleObject.h"
+#include "sdk/sax/SAXError.h"
+#include "sdk/sax/SAXPersist.h"
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+#include "sdk/sax/StreamTextOut.h"
+#include "sdk/sax/ValueText.h"
+#include "sdk/sax/XmlText.h"
+
+// Triangle meshes and support settings.
+#include "sdk/mesh/SaxStlBase.h"
+#include "sdk/mesh/StlBase.h"
+#include "sdk/support/SupportGlobal.h"
+
+// The machine library.
+#include "TalSDK/MachinesExport.h"
+#include "persistence/FieldTable.h"
+#include "persistence/ValueTags.h"

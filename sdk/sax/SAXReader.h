@@ -1,0 +1,141 @@
+#pragma once
+// The tag reader: parses a whole document with pugixml and dispatches its elements,
+// depth-first, to the current handler (an ISAXPersistBase). Handlers delegate the content of
+// an element to a child handler; the previous handler becomes current again at its end tag.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TalSDK/SDKExport.h"
+#include "sdk/common/Color.h"
+#include "sdk/sax/BinaryStreams.h"
+#include "sdk/sax/SAXPersist.h"
+#include "sdk/sax/ValueText.h"
+
+namespace TalSDK {
+class MSaxUnhandledElement;
+}
+
+namespace TalSAX {
+
+namespace SAXContexts {
+// Context shared by the handlers of one document; machine files pass none.
+class TALSDK_SDK_EXPORT ISAXContext {
+ public:
+  virtual ~ISAXContext();
+};
+}  // namespace SAXContexts
+
+// An element that a handler refused (HandleTag returned false). Its content was skipped.
+struct SAXWarning {
+  std::string path;  // enclosing elements and the element, e.g. "Machine/Platform/Shape"
+  int line = 0;      // 1-based line of the element's start tag
+  int column = 0;    // 1-based column (in bytes) of its '<'
+  std::string text;  // the element's own text, cut at 200 bytes
+};
+
+// Documents nested deeper than this are refused.
+inline constexpr int kMaxElementDepth = 256;
+
+class TALSDK_SDK_EXPORT ISAXReader {
+ public:
+  virtual ~ISAXReader();
+
+  // From inside HandleTag: `child` handles the content of the element just opened.
+  virtual bool DelegateToChild(ISAXPersistBase& child) = 0;
+  // As DelegateToChild; the reader owns `child` and destroys it after the element's end tag.
+  virtual bool DelegateToOwnedChild(ISAXPersistBase* child) = 0;
+
+  // The element's own text (its text and CDATA children, concatenated), raw.
+  virtual const std::string& GetElementText() = 0;
+  // The same without a copy; valid until the next element is dispatched.
+  virtual std::string_view GetElementTextView() const = 0;
+  // The name of an enclosing element: 0 is the element just opened, 1 its parent. Empty
+  // above the root.
+  virtual const std::string& GetParentTagName(int levelsUp) const = 0;
+  // The value of an attribute of the element just opened.
+  virtual std::optional<std::string_view> GetAttribute(std::string_view name) const = 0;
+
+  // Copies the element just opened with everything inside it into `element` and skips its
+  // content (it is not dispatched). False when the element holds text that is not valid
+  // XML 1.0 text (it cannot be written back).
+  virtual bool CaptureElement(TalSDK::MSaxUnhandledElement& element) = 0;
+  // Skips the content of the element just opened.
+  virtual void SkipElementContent() = 0;
+
+  // The object read under `objectId` (its element carried ID="objectId"), or null.
+  virtual ISAXReference* FindReference(unsigned int objectId) const = 0;
+
+  // Reads the text of the element just opened. False when it does not convert; the target
+  // is then unchanged.
+  bool ReadValue(bool& value) { return TalSAX::ValueText::Parse(GetElementTextView(), value); }
+  bool ReadValue(int& value) { return TalSAX::ValueText::Parse(GetElementTextView(), value); }
+  bool ReadValue(unsigned int& value) {
+    return TalSAX::ValueText::Parse(GetElementTextView(), value);
+  }
+  bool ReadValue(long& value) { return TalSAX::ValueText::Parse(GetElementTextView(), value); }
+  bool ReadValue(unsigned long& value) {
+    return TalSAX::ValueText::Parse(GetElementTextView(), value);
+  }
+  bool ReadValue(unsigned short& value) {
+    return TalSAX::ValueText::Parse(GetElementTextView(), value);
+  }
+  bool ReadValue(float& value) { return TalSAX::ValueText::Parse(GetElementTextView(), value); }
+  bool ReadValue(double& value) { return TalSAX::ValueText::Parse(GetElementTextView(), value); }
+  // Wide strings: the text exactly (no trimming); false when it is not valid UTF-8 or holds a
+  // character XML 1.0 forbids.
+  bool ReadValue(std::wstring& value);
+  // Narrow strings: the text exactly, as UTF-8; false when it is not valid.
+  bool ReadValue(std::string& value);
+  // Four floats separated by white space: red, green, blue, alpha.
+  bool ReadValue(TalSDK::Common::Color& value);
+
+  // The binary payload of the element just opened.
+  MSAXStreamBinaryIn GetBinaryInStream() const { return MSAXStreamBinaryIn(GetElementTextView()); }
+};
+
+class TALSDK_SDK_EXPORT SAXReader : public ISAXReader {
+ public:
+  // `keepWhitespace` must be true: texts are passed on exactly (machine files pass true).
+  SAXReader(bool keepWhitespace, const std::shared_ptr<SAXContexts::ISAXContext>& context);
+  ~SAXReader() override;
+  SAXReader(const SAXReader&) = delete;
+  SAXReader& operator=(const SAXReader&) = delete;
+
+  // Parses the file and dispatches it to `root`. Throws MGeneric when the file cannot be
+  // read, is not UTF-8, is not well-formed XML, carries a DOCTYPE, or nests deeper than
+  // kMaxElementDepth; the message names the file, the line and column, and the reason.
+  void Parse(const wchar_t* path, ISAXPersistBase* root);
+  // The same for a document in memory; `sourceName` stands for the file name in messages.
+  void ParseBuffer(std::string_view document, ISAXPersistBase* root,
+                   std::string_view sourceName = "<memory>");
+
+  // After Parse: ResolveReferences, then InitAfterLoading, on the root handler. (Delegated
+  // handlers receive both calls when their element ends: the reader cannot know whether a
+  // handler outlives its element.)
+  void InitHelpersAfterLoading();
+
+  // Elements refused by their handlers during the last parse, in document order.
+  const std::vector<SAXWarning>& GetWarnings() const;
+
+  bool DelegateToChild(ISAXPersistBase& child) override;
+  bool DelegateToOwnedChild(ISAXPersistBase* child) override;
+  const std::string& GetElementText() override;
+  std::string_view GetElementTextView() const override;
+  const std::string& GetParentTagName(int levelsUp) const override;
+  std::optional<std::string_view> GetAttribute(std::string_view name) const override;
+  bool CaptureElement(TalSDK::MSaxUnhandledElement& element) override;
+  void SkipElementContent() override;
+  ISAXReference* FindReference(unsigned int objectId) const override;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> m_impl;
+  std::shared_ptr<SAXContexts::ISAXContext> m_context;
+};
+
+}  // namespace TalSAX

@@ -1,0 +1,91 @@
+#include "sdk/common/StringConversion.h"
+
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "sdk/sax/SAXError.h"
+
+using namespace StringConversion;
+using namespace std::string_view_literals;
+
+TEST(StringConversion, KnownEncodings) {
+  for (auto [wide, utf8] : {std::pair{L"A\0z"sv, "A\0z"sv},
+                            {L"\u00e9"sv, "\xC3\xA9"sv},
+                            {L"\u20ac"sv, "\xE2\x82\xAC"sv},
+                            {L"\U0001F600"sv, "\xF0\x9F\x98\x80"sv},
+                            {L"\U0010FFFF"sv, "\xF4\x8F\xBF\xBF"sv},
+                            {L"\x01\x7F"sv, "\x01\x7F"sv}}) {
+    EXPECT_EQ(NativeToUtf8(wide), utf8);
+    EXPECT_EQ(Utf8ToNative(utf8), wide);
+    std::wstring strict;
+    EXPECT_TRUE(TryUtf8ToNative(utf8, strict));
+    EXPECT_EQ(strict, wide);
+  }
+}
+
+TEST(StringConversion, RandomCodePointsRoundTrip) {
+  std::mt19937 rng(99);
+  std::uniform_int_distribution<std::uint32_t> anyPoint(0, 0x10FFFF), ascii(0, 0x7F);
+  for (int round = 0; round < 2000; ++round) {
+    std::wstring wide;
+    const std::size_t length = rng() % 40;
+    while (wide.size() < length) {
+      const std::uint32_t cp = rng() % 2 ? ascii(rng) : anyPoint(rng);
+      if (cp < 0xD800 || cp > 0xDFFF) wide += static_cast<wchar_t>(cp);
+    }
+    std::string utf8;
+    ASSERT_TRUE(TryNativeToUtf8(wide, utf8));
+    ASSERT_EQ(NativeToUtf8(wide), utf8);
+    std::wstring back;
+    ASSERT_TRUE(TryUtf8ToNative(utf8, back));
+    ASSERT_EQ(back, wide);
+    ASSERT_EQ(Utf8ToNative(utf8), wide);
+  }
+}
+
+TEST(StringConversion, ValuesThatAreNotScalarValuesCannotBeEncoded) {
+  for (auto [value, name] : {std::pair{0xD800, "U+D800"},
+                             {0xDFFF, "U+DFFF"},
+                             {0x110000, "U+110000"},
+                             {-1, "U+FFFFFFFF"}}) {
+    const std::wstring text = L"ok" + std::wstring(1, static_cast<wchar_t>(value));
+    std::string out;
+    EXPECT_FALSE(TryNativeToUtf8(text, out));
+    try {
+      NativeToUtf8(text);
+      ADD_FAILURE() << name;
+    } catch (const TalSDK::FileIO::MSAXError::MGeneric& e) {
+      EXPECT_EQ(e.GetMessage(), "cannot encode " + std::string(name) + " as UTF-8");
+    }
+  }
+}
+
+TEST(StringConversion, InvalidUtf8) {
+  // Lenient decoding replaces each invalid sequence with one U+FFFD; strict decoding fails.
+  for (auto [utf8, lenient] : {std::pair{"\xC0\x80"sv, L"\uFFFD"sv},
+                               {"a\x80z"sv, L"a\uFFFDz"sv},
+                               {"\x80\xBF"sv, L"\uFFFD\uFFFD"sv},
+                               {"\xE0\x80\xAF"sv, L"\uFFFD"sv},
+                               {"ab\xE2\x82"sv, L"ab\uFFFD"sv},
+                               {"\xE2\x82z"sv, L"\uFFFDz"sv},
+                               {"\xED\xA0\x80!"sv, L"\uFFFD!"sv},
+                               {"\xF4\x90\x80\x80"sv, L"\uFFFD"sv},
+                               {"\xFF\xFE"sv, L"\uFFFD\uFFFD"sv},
+                               {"0123456789abcdef\xC3"sv, L"0123456789abcdef\uFFFD"sv}}) {
+    EXPECT_EQ(Utf8ToNative(utf8), lenient);
+    std::wstring strict;
+    EXPECT_FALSE(TryUtf8ToNative(utf8, strict)) << utf8;
+  }
+}
+
+TEST(StringConversion, NonAsciiAtEveryAlignment) {
+  for (std::size_t pos = 0; pos <= 20; ++pos) {
+    std::string utf8(20, 'a');
+    std::wstring wide(20, L'a');
+    utf8.insert(pos, "\xC3\xA9");
+    wide.insert(pos, L"\u00e9");
+    EXPECT_EQ(Utf8ToNative(utf8), wide);
+    EXPECT_EQ(NativeToUtf8(wide), utf8);
+  }
+}

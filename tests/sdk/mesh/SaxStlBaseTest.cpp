@@ -1,0 +1,188 @@
+#include "sdk/mesh/SaxStlBase.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sdk/sax/Base64.h"
+#include "sdk/sax/SAXError.h"
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+// A document whose "Mesh" elements are read into one mesh.
+class MeshDocument : public ISAXPersistBase {
+ public:
+  explicit MeshDocument(MStlBase& mesh) : m_mesh(mesh) {}
+  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override {
+    if (tagName == "Mesh") return reader.DelegateToOwnedChild(new MSaxStlBase(m_mesh));
+    return tagName == "Document";
+  }
+
+ private:
+  MStlBase& m_mesh;
+};
+
+std::string WriteDocument(const MStlBase& mesh, bool saveId = false) {
+  std::string xml;
+  TalSAX::SAXWriter writer(nullptr);
+  EXPECT_TRUE(writer.OpenString(xml));
+  writer.StartTag("Document");
+  writer.StartTag("Mesh");
+  MSaxStlBase helper(mesh);
+  helper.SetSaveReferenceID(saveId);
+  EXPECT_TRUE(helper.Write(writer));
+  writer.EndTag("Mesh");
+  writer.EndTag("Document");
+  EXPECT_TRUE(writer.Close());
+  return xml;
+}
+
+std::vector<TalSAX::SAXWarning> ReadDocument(std::string_view xml, MStlBase& mesh) {
+  TalSAX::SAXReader reader(true, nullptr);
+  MeshDocument root(mesh);
+  reader.ParseBuffer(xml, &root);
+  return reader.GetWarnings();
+}
+
+template <class T>
+std::string Element(const char* tag, const std::vector<T>& items,
+                    std::size_t byteCount = SIZE_MAX) {
+  std::string text;
+  const auto bytes = std::as_bytes(std::span(items));
+  TalSAX::Base64::AppendEncoded(bytes.first(std::min(byteCount, bytes.size())), text);
+  return "<" + std::string(tag) + ">" + text + "</" + tag + ">";
+}
+
+const std::vector<MStlVertex> kThreeVertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+const std::string kVertices = Element("Vertices", kThreeVertices);
+const std::string kTriangle = Element("Triangles", std::vector<MStlTriangle>{{{0, 1, 2}}});
+
+std::string MeshXml(const std::string& content) {
+  return "<Document><Mesh><Name>m</Name>" + content + "</Mesh></Document>";
+}
+
+bool SameBytes(const auto& a, const auto& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(a.front())) == 0;
+}
+
+TEST(SaxStlBaseTest, RoundTripIsBitIdentical) {
+  MStlBase mesh;
+  mesh.SetName(L"W\u00fcrfel \u7acb\u65b9\u4f53 \U0001F600");
+  ASSERT_TRUE(mesh.SetGeometry(
+      {{-0.0f, std::numeric_limits<float>::denorm_min(), std::numeric_limits<float>::max()},
+       {std::bit_cast<float>(0x7FC01234u), std::numeric_limits<float>::lowest(), 1e-3f},
+       {0.1f, 2.5f, -3.25f}},
+      {{{0, 1, 2}}, {{2, 1, 0}}, {{1, 1, 1}}}));
+  MStlBase read;
+  EXPECT_TRUE(ReadDocument(WriteDocument(mesh), read).empty());
+  EXPECT_EQ(read.GetName(), mesh.GetName());
+  EXPECT_TRUE(SameBytes(read.GetVertices(), mesh.GetVertices()));
+  EXPECT_EQ(read.GetTriangles(), mesh.GetTriangles());
+
+  MStlBase empty;
+  EXPECT_TRUE(ReadDocument(WriteDocument(MStlBase()), empty).empty());
+  EXPECT_EQ(empty.GetVertexCount() + empty.GetTriangleCount(), 0u);
+}
+
+TEST(SaxStlBaseTest, LargeMeshRoundTrip) {
+  std::vector<MStlVertex> vertices(500'000);
+  std::vector<MStlTriangle> triangles(1'000'000);
+  for (std::uint32_t i = 0; i < vertices.size(); ++i)
+    vertices[i] = {1.0f * i, -0.5f * i, 3.0f};
+  for (std::uint32_t i = 0; i < triangles.size(); ++i) {
+    triangles[i] = {{i / 2, (i * 7 + 1) % 500'000, (i * 13 + 2) % 500'000}};
+  }
+  MStlBase mesh;
+  ASSERT_TRUE(mesh.SetGeometry(vertices, triangles));
+  MStlBase read;
+  EXPECT_TRUE(ReadDocument(WriteDocument(mesh), read).empty());
+  EXPECT_TRUE(SameBytes(read.GetVertices(), vertices));
+  EXPECT_TRUE(SameBytes(read.GetTriangles(), triangles));
+}
+
+TEST(SaxStlBaseTest, BadArraysAreRefusedWithoutChangingTheMesh) {
+  const std::vector<MStlTriangle> outOfRange = {{{0, 1, 3}}};
+  const std::vector<MStlTriangle> huge = {{{0, 0xFFFFFFFFu, 1}}};
+  const struct {
+    const char* what;
+    std::string content;
+    std::string refused;
+    std::size_t vertices, triangles;
+  } cases[] = {
+      {"vertex bytes not a multiple of 12",
+       kVertices + kTriangle + Element("Vertices", kThreeVertices, 11), "Vertices", 3, 1},
+      {"truncated base64", kVertices + kTriangle + kVertices.substr(0, 20) + "</Vertices>",
+       "Vertices", 3, 1},
+      {"not base64", kVertices + kTriangle + "<Vertices>!!!!</Vertices>", "Vertices", 3, 1},
+      {"triangle bytes not a multiple of 12",
+       kVertices + kTriangle + Element("Triangles", outOfRange, 8), "Triangles", 3, 1},
+      {"index past the vertices", kVertices + kTriangle + Element("Triangles", outOfRange),
+       "Triangles", 3, 1},
+      {"largest index", kVertices + Element("Triangles", huge), "Triangles", 3, 0},
+      {"triangles before vertices", kTriangle + kVertices, "Triangles", 3, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    MStlBase mesh;
+    const std::vector<TalSAX::SAXWarning> warnings = ReadDocument(MeshXml(c.content), mesh);
+    ASSERT_EQ(warnings.size(), 1u);
+    EXPECT_THAT(warnings[0].path, EndsWith("Mesh/" + c.refused));
+    EXPECT_EQ(mesh.GetVertexCount(), c.vertices);
+    EXPECT_EQ(mesh.GetTriangleCount(), c.triangles);
+  }
+}
+
+TEST(SaxStlBaseTest, UnknownChildrenSurviveARoundTrip) {
+  const std::string xml =
+      MeshXml("<Future version=\"2\"><Part>x</Part></Future>" + kVertices + kTriangle);
+  MStlBase first;
+  EXPECT_TRUE(ReadDocument(xml, first).empty());
+  ASSERT_EQ(first.GetUnhandledElements().size(), 1u);
+  EXPECT_EQ(first.GetUnhandledElements()[0].GetTagName(), "Future");
+
+  MStlBase second;
+  EXPECT_TRUE(ReadDocument(WriteDocument(first), second).empty());
+  EXPECT_EQ(second.GetUnhandledElements(), first.GetUnhandledElements());
+  EXPECT_EQ(second.GetTriangles(), first.GetTriangles());
+
+  MStlBase ignoring;
+  ignoring.SetOperatingMode(TalSDK::MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
+  ReadDocument(xml, ignoring);
+  EXPECT_TRUE(ignoring.GetUnhandledElements().empty());
+  EXPECT_EQ(ignoring.GetTriangleCount(), 1u);
+}
+
+TEST(SaxStlBaseTest, ReferenceIdIsWrittenOnTheEnclosingElementOnRequest) {
+  MStlBase mesh;
+  EXPECT_THAT(WriteDocument(mesh), HasSubstr("<Mesh>"));
+  const std::string xml = WriteDocument(mesh, true);
+  EXPECT_THAT(xml, HasSubstr("<Mesh ID=\"1\">"));
+  MStlBase read;
+  ReadDocument(xml, read);
+  EXPECT_EQ(read.GetObjectId(), 1u);
+}
+
+TEST(SaxStlBaseTest, NameThatIsNotUnicodeFailsTheWrite) {
+  MStlBase mesh;
+  mesh.SetName(std::wstring(1, static_cast<wchar_t>(0xD800)));
+  std::string xml;
+  TalSAX::SAXWriter writer(nullptr);
+  ASSERT_TRUE(writer.OpenString(xml));
+  MSAXTagWriter tag(writer, "Mesh");
+  EXPECT_THROW(MSaxStlBase(mesh).Write(writer), TalSDK::FileIO::MSAXError::MGeneric);
+}
+
+}  // namespace

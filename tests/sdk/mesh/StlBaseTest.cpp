@@ -1,0 +1,158 @@
+#include "sdk/mesh/StlBase.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "sdk/common/Units.h"
+#include "sdk/support/SupportGlobal.h"
+
+namespace {
+
+// An axis-aligned box as a closed mesh with outward normals (or inward ones).
+MStlBase MakeBox(MStlVertex origin, MStlVertex size, bool inward = false) {
+  MStlBase mesh;
+  for (std::uint32_t i = 0; i < 8; ++i) {  // bit 0: x, bit 1: y, bit 2: z
+    mesh.AddVertex({origin.x + ((i & 1) != 0 ? size.x : 0.0f),
+                    origin.y + ((i & 2) != 0 ? size.y : 0.0f),
+                    origin.z + ((i & 4) != 0 ? size.z : 0.0f)});
+  }
+  const std::uint32_t faces[12][3] = {{0, 2, 1}, {1, 2, 3}, {4, 5, 6}, {5, 7, 6},
+                                      {0, 1, 4}, {1, 5, 4}, {2, 6, 3}, {3, 6, 7},
+                                      {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
+  for (const auto& f : faces) {
+    EXPECT_TRUE(mesh.AddTriangle({{f[0], inward ? f[2] : f[1], inward ? f[1] : f[2]}}));
+  }
+  return mesh;
+}
+
+void ExpectSameContent(const MStlBase& a, const MStlBase& b) {
+  EXPECT_EQ(a.GetName(), b.GetName());
+  EXPECT_EQ(a.GetVertices(), b.GetVertices());
+  EXPECT_EQ(a.GetTriangles(), b.GetTriangles());
+  EXPECT_EQ(a.GetUnhandledElements(), b.GetUnhandledElements());
+  EXPECT_EQ(a.GetAttachedSupport(), b.GetAttachedSupport());
+}
+
+constexpr double kInch3 = 25.4 * 25.4 * 25.4;
+
+TEST(StlBaseTest, EmptyMeshMeasuresZero) {
+  const MStlProperties p = MStlBase().GetProperties();
+  EXPECT_TRUE(p.GetBoundingBox().IsEmpty());
+  EXPECT_EQ(p.GetMinX(), 0.0);
+  EXPECT_EQ(p.GetMaxZ(MStlUnit::Inch, true), 0.0);
+  EXPECT_EQ(p.GetVolume(), 0.0);
+  EXPECT_EQ(p.GetTriangleCount(), 0u);
+}
+
+TEST(StlBaseTest, BoxVolumeAndBounds) {
+  struct Case {
+    MStlVertex origin, size;
+    bool inward;
+    double volume;
+  } cases[] = {{{0, 0, 0}, {1, 1, 1}, false, 1.0},
+               {{10, -20, 30}, {2, 3, 4}, false, 24.0},
+               {{10, -20, 30}, {2, 3, 4}, true, -24.0}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.volume);
+    const MStlProperties p = MakeBox(c.origin, c.size, c.inward).GetProperties();
+    EXPECT_NEAR(p.GetVolume(), c.volume, 1e-9);
+    EXPECT_NEAR(p.GetVolume(MStlUnit::Inch), c.volume / kInch3, 1e-12);
+    EXPECT_EQ(p.GetMinX(), c.origin.x);
+    EXPECT_EQ(p.GetMinY(), c.origin.y);
+    EXPECT_EQ(p.GetMaxZ(), c.origin.z + c.size.z);
+    EXPECT_DOUBLE_EQ(p.GetMaxY(MStlUnit::Inch), (c.origin.y + c.size.y) / 25.4);
+    EXPECT_EQ(p.GetVertexCount(), 8u);
+    EXPECT_EQ(p.GetTriangleCount(), 12u);
+  }
+}
+
+TEST(StlBaseTest, InternalUnitsIgnoreUnitAndUserUnit) {
+  const TalSDK::Common::ScopedConversionFactor inches(25.4);
+  const MStlProperties p = MakeBox({10, 0, 0}, {1, 1, 1}).GetProperties();
+  EXPECT_EQ(p.GetMinX(MStlUnit::Inch, true), 10000.0);
+  EXPECT_EQ(p.GetMaxX(MStlUnit::Millimetre, true), 11000.0);
+}
+
+TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchanged) {
+  MStlBase mesh = MakeBox({0, 0, 0}, {1, 1, 1});
+  EXPECT_FALSE(mesh.AddTriangle({{0, 1, 8}}));
+  EXPECT_FALSE(mesh.SetTriangles({{{0, 1, 2}}, {{7, 8, 0}}}));
+  EXPECT_FALSE(mesh.SetGeometry({{0, 0, 0}}, {{{0, 0, 1}}}));
+  EXPECT_EQ(mesh.GetTriangleCount(), 12u);
+  EXPECT_EQ(mesh.GetVertexCount(), 8u);
+
+  EXPECT_TRUE(mesh.SetGeometry({{0, 0, 0}}, {{{0, 0, 0}}}));
+  EXPECT_EQ(mesh.GetTriangleCount(), 1u);
+  mesh.SetVertices({{1, 2, 3}, {4, 5, 6}});  // old indices no longer apply
+  EXPECT_EQ(mesh.GetTriangleCount(), 0u);
+}
+
+TEST(StlBaseTest, CopiesAreIndependentButShareTheSupport) {
+  MStlBase source = MakeBox({0, 0, 0}, {1, 1, 1});
+  source.SetName(L"source");
+  source.SetAttachedSupport(std::make_shared<const TalSDK::SupportGeneration::MSupportSupport>());
+  MStlBase copy(source);
+  MStlBase assigned;
+  assigned = source;
+  for (MStlBase* m : {&copy, &assigned}) {
+    ExpectSameContent(*m, source);
+    m->SetName(L"copy");
+    m->AddVertex({9, 9, 9});
+    m->AddUnhandledElement(TalSDK::MSaxUnhandledElement("Extra"));
+  }
+  EXPECT_EQ(source.GetName(), L"source");
+  EXPECT_EQ(source.GetVertexCount(), 8u);
+  EXPECT_TRUE(source.GetUnhandledElements().empty());
+
+  MStlBase moved(std::move(copy));
+  EXPECT_EQ(moved.GetVertexCount(), 9u);
+}
+
+TEST(StlBaseTest, CopyReportsProgressAndCancelsWithoutChange) {
+  MStlBase source = MakeBox({0, 0, 0}, {2, 2, 2});
+  source.SetName(L"box");
+  source.AddUnhandledElement(TalSDK::MSaxUnhandledElement("Future", "1"));
+  source.SetAttachedSupport(std::make_shared<const TalSDK::SupportGeneration::MSupportSupport>());
+
+  std::vector<double> fractions;
+  const MStlProgress record = [&](double f) {
+    fractions.push_back(f);
+    return true;
+  };
+  MStlBase target;
+  target.AssignObjectId(7);
+  ASSERT_TRUE(target.Copy(source, &record));
+  ExpectSameContent(target, source);
+  EXPECT_EQ(target.GetObjectId(), 7u);
+  ASSERT_GE(fractions.size(), 2u);
+  EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
+  EXPECT_EQ(fractions.back(), 1.0);
+
+  for (std::size_t cancelAt = 0; cancelAt < fractions.size(); ++cancelAt) {
+    SCOPED_TRACE(cancelAt);
+    std::size_t calls = 0;
+    const MStlProgress cancel = [&](double) { return calls++ != cancelAt; };
+    MStlBase untouched = MakeBox({5, 5, 5}, {1, 1, 1});
+    untouched.SetName(L"kept");
+    const MStlBase before = untouched;
+    EXPECT_FALSE(untouched.Copy(source, &cancel));
+    ExpectSameContent(untouched, before);
+  }
+}
+
+TEST(StlBaseTest, ClearStlKeepsTheNameAndOptionallyTheMemory) {
+  for (const bool release : {false, true}) {
+    MStlBase mesh = MakeBox({0, 0, 0}, {1, 1, 1});
+    mesh.SetName(L"n");
+    mesh.ClearStl(release);
+    EXPECT_EQ(mesh.GetVertexCount() + mesh.GetTriangleCount(), 0u);
+    EXPECT_EQ(mesh.GetName(), L"n");
+    EXPECT_EQ(mesh.GetVertices().capacity() == 0, release);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,196 @@
+#include "sdk/sax/ExtensibleObject.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+#include "support/TestSupport.h"
+
+using TalSDK::MSaxPersistExtensibleObject;
+using TalSDK::MSaxUnhandledElement;
+namespace Utilities = TalSDK::MSaxPersistExtensibleObjectUtilities;
+using ::testing::ElementsAre;
+
+namespace {
+
+// A block that knows "Known" and keeps everything else.
+class Block : public ISAXPersist, public MSaxPersistExtensibleObject {
+ public:
+  int known = 0;
+  std::vector<std::string> dispatched;
+  bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+    dispatched.push_back(tag);
+    if (tag == "Known") return reader.ReadValue(known);
+    return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tag, reader);
+  }
+  bool Write(TalSAX::ISAXWriter& writer) const override {
+    writer.WriteElement("Known", std::to_string(known));
+    return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  }
+};
+
+class Root : public ISAXPersist {
+ public:
+  explicit Root(Block& block) : m_block(block) {}
+  bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+    return tag != "Block" || reader.DelegateToChild(m_block);
+  }
+
+ private:
+  Block& m_block;
+};
+
+void Read(std::string_view xml, Block& block) {
+  Root root(block);
+  TalSAX::SAXReader(true, nullptr).ParseBuffer(xml, &root);
+}
+
+std::string Write(const Block& block) {
+  std::string out;
+  TalSAX::SAXWriter writer(nullptr);
+  writer.OpenString(out);
+  {
+    MSAXTagWriter tag(writer, "Block");
+    block.Write(writer);
+  }
+  writer.Close();
+  return out;
+}
+
+const char* const kNewerBlock =
+    "<Block>\n"
+    "  <Known>5</Known>\n"
+    "  <Future a=\"1\" b=\"tab&#9;nl&#10;cr&#13;\" required=\"true\">\n"
+    "    <Deeper x=\"&amp;&quot;\"><Leaf>  padded  </Leaf><Empty/></Deeper>\n"
+    "    <Mixed>text <b>bold</b> tail&#13;</Mixed>\n"
+    "    <Spaces>   </Spaces>\n"
+    "  </Future>\n"
+    "  <Other>ünïcode \U0001F600</Other>\n"
+    "</Block>";
+
+}  // namespace
+
+TEST(ExtensibleObjectTest, UnknownElementsSurviveReadAndWriteUnchanged) {
+  Block first;
+  Read(kNewerBlock, first);
+  EXPECT_EQ(first.known, 5);
+  // Kept elements are not dispatched further.
+  EXPECT_THAT(first.dispatched, ElementsAre("Known", "Future", "Other"));
+  ASSERT_EQ(first.GetUnhandledElements().size(), 2u);
+  EXPECT_TRUE(first.GetUnhandledElements()[0].IsRequired());
+  EXPECT_FALSE(first.GetUnhandledElements()[1].IsRequired());
+
+  const std::string written = Write(first);
+  Block second;
+  Read(written, second);
+  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(first) == second);
+  EXPECT_EQ(Write(second), written);
+
+  const auto& nodes = second.GetUnhandledElements()[0].GetNodes();
+  using Kind = MSaxUnhandledElement::Node::Kind;
+  ASSERT_GE(nodes.size(), 4u);
+  EXPECT_EQ(nodes[0].attributes[1].value, "tab\tnl\ncr\r");
+  EXPECT_EQ(nodes[3].kind, Kind::Text);
+  EXPECT_EQ(nodes[3].value, "  padded  ");
+}
+
+TEST(ExtensibleObjectTest, IgnoreModeDropsUnknownElementsWithTheirContent) {
+  Block block;
+  block.SetOperatingMode(MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
+  Read(kNewerBlock, block);
+  EXPECT_EQ(block.known, 5);
+  EXPECT_THAT(block.dispatched, ElementsAre("Known", "Future", "Other"));
+  EXPECT_TRUE(block.GetUnhandledElements().empty());
+}
+
+TEST(ExtensibleObjectTest, EqualityIsStructural) {
+  Block a, b;
+  Read("<Block><X a=\"1\" b=\"2\"><Y/></X></Block>", a);
+  Read("<Block>\n  <X a=\"1\" b=\"2\">\n    <Y/>\n  </X>\n</Block>", b);
+  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(a) == b);
+  const char* const different[] = {
+      "<Block><X b=\"2\" a=\"1\"><Y/></X></Block>", "<Block><X a=\"1\" b=\"2\"><Z/></X></Block>",
+      "<Block><X a=\"1\" b=\"2\"><Y/><Y/></X></Block>",
+      "<Block><X a=\"1\" b=\"2\"><Y>t</Y></X></Block>", "<Block><X a=\"1\" b=\"2\"/></Block>"};
+  for (const char* xml : different) {
+    Block c;
+    Read(xml, c);
+    EXPECT_FALSE(static_cast<const MSaxPersistExtensibleObject&>(a) == c) << xml;
+  }
+}
+
+TEST(ExtensibleObjectTest, RequiredElementsAreFoundAndDescribed) {
+  Block block;
+  Read(
+      "<Block>\n<A required=\"true\"/>\n<B required=\"false\"/>\n<C required=\"1\"/>\n"
+      "<D><E required=\"true\"/></D></Block>",
+      block);
+  const auto elements = block.GetUnhandledElementsFromAllNodes();
+  EXPECT_TRUE(Utilities::DoRequiredElementsExist(elements));
+  const auto descriptions = Utilities::GetRequiredElementsDescription(elements);
+  ASSERT_EQ(descriptions.size(), 2u);
+  EXPECT_EQ(descriptions[0], (TalSDK::MSaxUnhandledElementDescription{"A", "Block", 2}));
+  EXPECT_EQ(descriptions[1].m_tagName, "C");
+  EXPECT_EQ(Utilities::FormatRequiredElementsMessage(elements),
+            "Required element 'A' in Block (line 2)\nRequired element 'C' in Block (line 4)");
+
+  Block none;
+  Read("<Block><B required=\"false\"/></Block>", none);
+  EXPECT_FALSE(Utilities::DoRequiredElementsExist(none.GetUnhandledElementsFromAllNodes()));
+}
+
+TEST(ExtensibleObjectTest, NodesOfContainersAreWalkedInOrder) {
+  struct Container : MSaxPersistExtensibleObject {
+    MSaxPersistExtensibleObject first, second;
+    NodeList GetExtensibleObjectNodes() const override {
+      NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
+      Utilities::RecursiveInsertNodes(nodes, {first, second});
+      return nodes;
+    }
+  } container;
+  container.AddUnhandledElement(MSaxUnhandledElement("Top"));
+  container.second.AddUnhandledElement(MSaxUnhandledElement("Second", "2"));
+  container.first.AddUnhandledElement(MSaxUnhandledElement("First", "1"));
+  std::vector<std::string> names;
+  for (const MSaxUnhandledElement& e : container.GetUnhandledElementsFromAllNodes()) {
+    names.push_back(e.GetTagName());
+  }
+  EXPECT_THAT(names, ElementsAre("Top", "First", "Second"));
+}
+
+TEST(ExtensibleObjectTest, WriterAvoidsIdsUsedInsideKeptElements) {
+  Block block;
+  Read("<Block><Kept ID=\"1\"><Inner ID=\"2\"/><Bad ID=\"x\"/></Kept></Block>", block);
+  std::map<unsigned int, const ISAXReference*> ids;
+  Utilities::GetUntraceableIDs(block.GetUnhandledElementsFromAllNodes(), ids);
+  EXPECT_EQ(ids.size(), 2u);
+  EXPECT_TRUE(ids.contains(1) && ids.contains(2));
+
+  std::string out;
+  TalSAX::SAXWriter writer(nullptr);
+  writer.OpenString(out);
+  EXPECT_TRUE(Utilities::RegisterUsedIds(ids, writer));
+  struct Ref : ISAXReference {
+  } object;
+  EXPECT_EQ(writer.GetObjectId(&object), 3u);
+}
+
+TEST(ExtensibleObjectTest, DeepKeptElementsCopyCompareAndDestroyWithoutRecursion) {
+  std::string xml = "<Block>";
+  for (int i = 0; i < 250; ++i)
+    xml += "<d>";
+  for (int i = 0; i < 250; ++i)
+    xml += "</d>";
+  xml += "</Block>";
+  Block block;
+  Read(xml, block);
+  Block copy = block;
+  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(copy) == block);
+  EXPECT_EQ(copy.GetUnhandledElements()[0].GetNodes().size(), 250u);
+  Block again;
+  Read(Write(copy), again);
+  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(again) == block);
+}

@@ -1,0 +1,181 @@
+#include "sdk/sax/ValueText.h"
+
+#include <bit>
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <locale>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace VT = TalSAX::ValueText;
+
+namespace {
+
+template <class T>
+std::string Text(T value, int precision = 0, bool fixed = false) {
+  std::string out = "<";  // appending must keep what is there
+  if constexpr (std::is_floating_point_v<T>) {
+    VT::Append(out, value, precision, fixed);
+  } else {
+    VT::Append(out, value);
+  }
+  return out.substr(1);
+}
+
+// Parses `text` into a T preset to `sentinel`; returns whether it succeeded and the value.
+template <class T>
+std::pair<bool, T> ParseInto(std::string_view text, T sentinel) {
+  T value = sentinel;
+  const bool ok = VT::Parse(text, value);
+  return {ok, value};
+}
+
+template <class T>
+void ExpectIntegerLimits(const char* minText, const char* maxText, const char* belowMin,
+                         const char* aboveMax) {
+  using L = std::numeric_limits<T>;
+  EXPECT_EQ(Text(L::min()), minText);
+  EXPECT_EQ(Text(L::max()), maxText);
+  EXPECT_EQ(ParseInto<T>(minText, 7), std::make_pair(true, L::min()));
+  EXPECT_EQ(ParseInto<T>(maxText, 7), std::make_pair(true, L::max()));
+  for (const char* bad :
+       {belowMin, aboveMax, "", " \t", "12abc", "+1", "0x10", "1.5", "1e3", "- 1", "1 2", "\v1",
+        "\xC2\xA0"
+        "1"}) {
+    EXPECT_EQ(ParseInto<T>(bad, 7), std::make_pair(false, T{7})) << '"' << bad << '"';
+  }
+  EXPECT_EQ(ParseInto<T>(" \t\r\n12\n ", 7), std::make_pair(true, T{12}));
+}
+
+}  // namespace
+
+TEST(ValueText, IntegersAtTheirLimitsAndBeyond) {
+  ExpectIntegerLimits<std::int32_t>("-2147483648", "2147483647", "-2147483649", "2147483648");
+  ExpectIntegerLimits<std::uint32_t>("0", "4294967295", "-1", "4294967296");
+  ExpectIntegerLimits<std::int64_t>("-9223372036854775808", "9223372036854775807",
+                                    "-9223372036854775809", "9223372036854775808");
+  ExpectIntegerLimits<std::uint64_t>("0", "18446744073709551615", "-1", "18446744073709551616");
+  ExpectIntegerLimits<std::uint16_t>("0", "65535", "-1", "65536");
+}
+
+TEST(ValueText, Booleans) {
+  EXPECT_EQ(Text(true), "true");
+  EXPECT_EQ(Text(false), "false");
+  for (auto [text, expected] :
+       {std::pair{"true", true}, {"1", true}, {" false\n", false}, {"0", false}}) {
+    EXPECT_EQ(ParseInto(text, !expected), std::make_pair(true, expected)) << text;
+  }
+  for (const char* bad : {"", "TRUE", "yes", "2", "01", "t"}) {
+    EXPECT_EQ(ParseInto(bad, true), std::make_pair(false, true)) << bad;
+  }
+}
+
+TEST(ValueText, FloatingPointTexts) {
+  EXPECT_EQ(Text(1.71f), "1.71");
+  EXPECT_EQ(Text(0.1f), "0.1");
+  EXPECT_EQ(Text(30.0), "30");
+  EXPECT_EQ(Text(0.1), "0.10000000000000001");
+  EXPECT_EQ(Text(1e20), "1e+20");
+  EXPECT_EQ(Text(-0.0), "-0");
+  EXPECT_EQ(Text(3.14159, 3), "3.14");
+  EXPECT_EQ(Text(3.14159, 2, true), "3.14");
+  EXPECT_EQ(Text(2.0f, 0, true), "2.00000000");
+  EXPECT_EQ(Text(1e300, 1, true).size(), 303u);
+  EXPECT_EQ(Text(std::numeric_limits<double>::infinity()), "inf");
+  EXPECT_EQ(Text(-std::numeric_limits<float>::infinity()), "-inf");
+  EXPECT_EQ(Text(std::numeric_limits<double>::quiet_NaN()), "nan");
+  EXPECT_EQ(Text(-std::numeric_limits<float>::quiet_NaN()), "nan");
+}
+
+TEST(ValueText, FloatingPointParsing) {
+  const double inf = std::numeric_limits<double>::infinity();
+  for (auto [text, expected] : {std::pair{" 1e5\n", 1e5},
+                                {"-2.5", -2.5},
+                                {".5", 0.5},
+                                {"inf", inf},
+                                {"-INF", -inf},
+                                {"Infinity", inf},
+                                {"0e-999", 0.0}}) {
+    EXPECT_EQ(ParseInto(text, 7.0), std::make_pair(true, expected)) << text;
+    EXPECT_EQ(ParseInto(text, 7.0f), std::make_pair(true, static_cast<float>(expected))) << text;
+  }
+  EXPECT_TRUE(std::isnan(ParseInto("NaN", 7.0).second));
+  EXPECT_TRUE(std::signbit(ParseInto("-0", 7.0f).second));
+  // Denormals are read; finite texts that overflow or that round a non-zero value to zero fail.
+  EXPECT_EQ(ParseInto("1e-40", 7.0f), std::make_pair(true, 1e-40f));
+  EXPECT_EQ(ParseInto("4.9e-324", 7.0), std::make_pair(true, 4.9e-324));
+  EXPECT_EQ(ParseInto("3.4028235e38", 7.0f).first, true);
+  for (const char* bad : {"1e39", "-1e39", "3.4028236e38", "1e-50", "1e-46"}) {
+    EXPECT_EQ(ParseInto(bad, 7.0f), std::make_pair(false, 7.0f)) << bad;
+  }
+  for (const char* bad : {"1e309", "-1e309", "1e-400", "", " ", "+1", "0x1p3", "0x10", "1e", "1,5",
+                          "1.5f", "- 1", "infinit", "1 2"}) {
+    EXPECT_EQ(ParseInto(bad, 7.0), std::make_pair(false, 7.0)) << bad;
+    EXPECT_EQ(ParseInto(bad, 7.0f), std::make_pair(false, 7.0f)) << bad;
+  }
+}
+
+// Random bit patterns (NaNs aside): with max_digits10 digits the text reads back to the same
+// bits. With the default precision, writing what was read gives the same text again.
+template <class Float, class Bits>
+void ExpectRandomRoundTrips(std::mt19937_64& rng) {
+  for (int i = 0; i < 200000; ++i) {
+    const auto value = std::bit_cast<Float>(static_cast<Bits>(rng()));
+    if (std::isnan(value)) continue;
+    const std::string exact = Text(value, std::numeric_limits<Float>::max_digits10);
+    Float back = 0;
+    ASSERT_TRUE(VT::Parse(exact, back)) << exact;
+    ASSERT_EQ(std::bit_cast<Bits>(back), std::bit_cast<Bits>(value)) << exact;
+    const std::string text = Text(value);
+    ASSERT_TRUE(VT::Parse(text, back)) << text;
+    ASSERT_EQ(Text(back), text);
+  }
+}
+
+TEST(ValueText, RandomFloatsRoundTrip) {
+  std::mt19937_64 rng(20240611);
+  ExpectRandomRoundTrips<float, std::uint32_t>(rng);
+  ExpectRandomRoundTrips<double, std::uint64_t>(rng);
+}
+
+TEST(ValueText, UnaffectedByTheProcessLocale) {
+  const std::string previous = std::setlocale(LC_ALL, nullptr);
+  bool commaLocale = false;
+  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR.utf8",
+                           "nl_NL.UTF-8", "ru_RU.UTF-8"}) {
+    if (std::setlocale(LC_ALL, name) && std::localeconv()->decimal_point == std::string(",")) {
+      std::locale::global(std::locale(name));
+      commaLocale = true;
+      break;
+    }
+  }
+  if (!commaLocale) {
+    std::setlocale(LC_ALL, previous.c_str());
+    GTEST_SKIP() << "no locale with a decimal comma is installed";
+  }
+  EXPECT_EQ(Text(1.5), "1.5");
+  EXPECT_EQ(Text(1234567.25f, 9), "1234567.25");
+  EXPECT_EQ(Text(std::int32_t{-1234567}), "-1234567");
+  EXPECT_EQ(ParseInto("1.5", 0.0), std::make_pair(true, 1.5));
+  EXPECT_EQ(ParseInto("1,5", 0.0f), std::make_pair(false, 0.0f));
+  std::locale::global(std::locale::classic());
+  std::setlocale(LC_ALL, previous.c_str());
+}
+
+TEST(ValueText, TrimAndTokens) {
+  EXPECT_EQ(VT::TrimXmlSpace(" \t\r\n a b \n"), "a b");
+  EXPECT_EQ(VT::TrimXmlSpace(" \n "), "");
+  EXPECT_EQ(VT::TrimXmlSpace("\va\f"), "\va\f");
+  std::string_view text = "  1\t-2.5\r\n\n3 ";
+  std::vector<std::string_view> tokens;
+  for (auto t = VT::NextToken(text); !t.empty(); t = VT::NextToken(text))
+    tokens.push_back(t);
+  EXPECT_EQ(tokens, (std::vector<std::string_view>{"1", "-2.5", "3"}));
+  EXPECT_TRUE(VT::TrimXmlSpace(text).empty());
+}

@@ -1,0 +1,139 @@
+#include "sdk/support/SupportGlobal.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "sdk/mesh/StlBase.h"
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+
+namespace {
+
+using TalSDK::MSaxUnhandledElement;
+using namespace TalSDK::SupportGeneration;
+
+// A document whose "Support" element is read into one support.
+template <class Support, class Persist>
+class SupportDocument : public ISAXPersistBase {
+ public:
+  explicit SupportDocument(Support& support) : m_support(support) {}
+  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override {
+    if (tagName == "Support") return reader.DelegateToOwnedChild(new Persist(m_support));
+    return tagName == "Document";
+  }
+
+ private:
+  Support& m_support;
+};
+
+template <class Support, class Persist>
+Support Read(std::string_view xml) {
+  Support read;
+  TalSAX::SAXReader reader(true, nullptr);
+  SupportDocument<Support, Persist> root(read);
+  reader.ParseBuffer(xml, &root);
+  EXPECT_TRUE(reader.GetWarnings().empty());
+  return read;
+}
+
+template <class Persist, class Support>
+Support RoundTrip(const Support& support) {
+  std::string xml;
+  TalSAX::SAXWriter writer(nullptr);
+  EXPECT_TRUE(writer.OpenString(xml));
+  {
+    MSAXTagWriter document(writer, "Document");
+    MSAXTagWriter element(writer, "Support");
+    EXPECT_TRUE(Persist(support).Write(writer));
+  }
+  EXPECT_TRUE(writer.Close());
+  return Read<Support, Persist>(xml);
+}
+
+MSupportGlobal ReadGlobal(std::string_view xml) {
+  return Read<MSupportGlobal, MSaxSupportGlobal>(xml);
+}
+
+constexpr std::string_view kDocument =
+    "<Document><Support>"
+    "<Density unit=\"%\">20</Density>"
+    "<Pattern type=\"grid\" angle=\"45\"><Spacing>2.5</Spacing><Offset x=\"1\"/>tail</Pattern>"
+    "<Density>30</Density>"
+    "</Support></Document>";
+
+TEST(SupportGlobalTest, SettingsAreKeptInOrderAndSurviveARoundTrip) {
+  const MSupportGlobal global = ReadGlobal(kDocument);
+  ASSERT_EQ(global.GetSettings().size(), 3u);
+  EXPECT_EQ(global.GetSettings()[2].GetTagName(), "Density");
+  EXPECT_TRUE(global.GetUnhandledElements().empty());
+  const MSaxUnhandledElement* pattern = global.FindSetting("Pattern");
+  ASSERT_NE(pattern, nullptr);
+  EXPECT_EQ(pattern->GetNodes()[0].attributes.size(), 2u);
+  EXPECT_EQ(pattern->GetNodes().size(), 5u);  // Pattern, Spacing, "2.5", Offset, "tail"
+
+  EXPECT_EQ(RoundTrip<MSaxSupportGlobal>(global), global);
+  const auto support = Read<MSupportSupport, MSaxSupportSupport>(kDocument);
+  EXPECT_EQ(RoundTrip<MSaxSupportSupport>(support), support);
+}
+
+TEST(SupportGlobalTest, SettingsAreReadEvenWhenUnknownElementsAreIgnored) {
+  MSupportGlobal global;
+  global.SetOperatingMode(TalSDK::MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
+  TalSAX::SAXReader reader(true, nullptr);
+  SupportDocument<MSupportGlobal, MSaxSupportGlobal> root(global);
+  reader.ParseBuffer(kDocument, &root);
+  EXPECT_EQ(global.GetSettings().size(), 3u);
+}
+
+TEST(SupportGlobalTest, AnyDifferenceMakesSupportsUnequal) {
+  const MSupportGlobal base = ReadGlobal(kDocument);
+  const std::function<void(MSupportGlobal&)> changes[] = {
+      [](MSupportGlobal& s) { s.SetSetting("Density", "21"); },
+      [](MSupportGlobal& s) { s.SetSetting("Extra", ""); },
+      [](MSupportGlobal& s) { s.RemoveSetting("Pattern"); },
+      [](MSupportGlobal& s) { s.AddUnhandledElement(MSaxUnhandledElement("Future")); },
+  };
+  for (const auto& change : changes) {
+    MSupportGlobal changed = base;
+    change(changed);
+    EXPECT_FALSE(changed == base);
+  }
+  EXPECT_FALSE(
+      ReadGlobal("<Document><Support><Density unit=\"mm\">20</Density></Support></Document>") ==
+      ReadGlobal("<Document><Support><Density unit=\"%\">20</Density></Support></Document>"));
+}
+
+TEST(SupportGlobalTest, SetSettingReplacesTheFirstOrAppends) {
+  MSupportGlobal global = ReadGlobal(kDocument);
+  global.SetSetting("Density", "25");
+  global.SetSetting("Angle", "50");
+  ASSERT_EQ(global.GetSettings().size(), 4u);
+  EXPECT_EQ(global.GetSettings()[0], MSaxUnhandledElement("Density", "25"));
+  EXPECT_EQ(global.GetSettings()[2], MSaxUnhandledElement("Density", "30"));
+  EXPECT_EQ(global.GetSettings()[3], MSaxUnhandledElement("Angle", "50"));
+  EXPECT_TRUE(global.RemoveSetting("Density"));
+  EXPECT_FALSE(global.RemoveSetting("Density"));
+  EXPECT_EQ(global.FindSetting("Density"), nullptr);
+  EXPECT_EQ(global.GetSettings().size(), 2u);
+  MSaxSupportGlobal(global).SetDefaults();
+  EXPECT_TRUE(global.GetSettings().empty());
+}
+
+TEST(SupportGlobalTest, SupportAttachedToAMeshIsSharedByItsCopies) {
+  MStlBase mesh;
+  EXPECT_EQ(GetSupport(mesh), nullptr);
+  MSupportSupport support;
+  support.SetSetting("Height", "3");
+  AttachSupport(mesh, support);
+  ASSERT_NE(GetSupport(mesh), nullptr);
+  EXPECT_EQ(*GetSupport(mesh), support);
+  const MStlBase copy = mesh;
+  EXPECT_EQ(GetSupport(copy), GetSupport(mesh));
+  DetachSupport(mesh);
+  EXPECT_EQ(GetSupport(mesh), nullptr);
+  EXPECT_NE(GetSupport(copy), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,62 @@
+#include "support/TestSupport.h"
+
+#include <unistd.h>
+
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+
+namespace TestSupport {
+
+TempDirectory::TempDirectory() {
+  std::random_device seed;
+  const auto base = std::filesystem::temp_directory_path();
+  for (;;) {
+    m_path = base / ("talsdk-test-" + std::to_string(::getpid()) + "-" + std::to_string(seed()));
+    if (std::filesystem::create_directory(m_path)) break;
+  }
+}
+
+TempDirectory::~TempDirectory() {
+  std::error_code ignored;
+  std::filesystem::permissions(m_path, std::filesystem::perms::owner_all,
+                               std::filesystem::perm_options::add, ignored);
+  std::filesystem::remove_all(m_path, ignored);
+}
+
+std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream content;
+  content << in.rdbuf();
+  return content.str();
+}
+
+void WriteFile(const std::filesystem::path& path, std::string_view content) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+bool KeepEverything::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
+  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+}
+
+bool KeepEverything::Write(TalSAX::ISAXWriter& writer) const {
+  return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+}
+
+std::string RoundTrip(std::string_view xml) {
+  KeepEverything kept;
+  TalSAX::SAXReader reader(true, nullptr);
+  reader.ParseBuffer(xml, &kept);
+  std::string out;
+  TalSAX::SAXWriter writer(nullptr);
+  writer.OpenString(out);
+  kept.Write(writer);
+  writer.Close();
+  return out;
+}
+
+}  // namespace TestSupport

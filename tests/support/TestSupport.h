@@ -1,0 +1,40 @@
+#pragma once
+// Shared helpers of the test programs.
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "sdk/sax/ExtensibleObject.h"
+#include "sdk/sax/SAXPersist.h"
+
+namespace TestSupport {
+
+// A fresh directory under the system's temporary directory, removed with its content.
+class TempDirectory {
+ public:
+  TempDirectory();
+  ~TempDirectory();
+  TempDirectory(const TempDirectory&) = delete;
+  TempDirectory& operator=(const TempDirectory&) = delete;
+  const std::filesystem::path& Path() const { return m_path; }
+  std::filesystem::path File(std::string_view name) const { return m_path / name; }
+
+ private:
+  std::filesystem::path m_path;
+};
+
+std::string ReadFile(const std::filesystem::path& path);
+void WriteFile(const std::filesystem::path& path, std::string_view content);
+
+// A root handler that keeps the whole document as kept elements and writes it back.
+class KeepEverything : public ISAXPersist, public TalSDK::MSaxPersistExtensibleObject {
+ public:
+  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
+  bool Write(TalSAX::ISAXWriter& writer) const override;
+};
+
+// Parses `xml` into a KeepEverything and writes it back to text.
+std::string RoundTrip(std::string_view xml);
+
+}  // namespace TestSupport
