@@ -36,7 +36,7 @@ bool MSaxStlBase::HandleTag(const std::string& tagName, TalSAX::ISAXReader& read
 
   if (tagName == kNameTag) {
     std::wstring name;
-    reader.ReadValue(name);
+    if (!reader.ReadValue(name)) return false;
     m_target->SetName(std::move(name));
     // A value element has no children of the mesh; they must not end up among its kept
     // elements.

@@ -14,6 +14,9 @@ MSaxUnhandledElement::MSaxUnhandledElement(std::string name, std::string text) {
 }
 
 void MSaxUnhandledElement::AppendNode(Node node) {
+  // Empty text is no text: it would not be written, so keeping it would break equality with
+  // what a write and a read give.
+  if (node.kind == Node::Kind::Text && node.value.empty()) return;
   if (node.kind == Node::Kind::Text && !m_nodes.empty() &&
       m_nodes.back().kind == Node::Kind::Text && m_nodes.back().depth == node.depth) {
     m_nodes.back().value += node.value;

@@ -119,6 +119,11 @@ struct SAXWriter::Impl {
     bool startTagOpen = true;
     bool hasChildren = false;
     bool hasText = false;
+    // White-space-only text is held back until it is known whether the element holds
+    // anything else: as the element's only content it is written as it is, but beside child
+    // elements a reader drops it as formatting, so then its first character is written as a
+    // character reference.
+    std::string pendingSpace;
   };
   std::vector<OpenElement> stack;
   bool rootWritten = false;
@@ -215,6 +220,43 @@ struct SAXWriter::Impl {
     }
   }
 
+  static bool IsSpaceOnly(std::string_view text) {
+    return !text.empty() && text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+  }
+
+  // Writes text into the innermost element; `protect` keeps white-space-only text from being
+  // taken for formatting.
+  void PutText(std::string_view text, bool protect) {
+    if (text.empty()) return;
+    CloseStartTag();
+    stack.back().hasText = true;
+    if (protect) {
+      switch (text.front()) {
+        case ' ':
+          Append("&#32;");
+          break;
+        case '\t':
+          Append("&#9;");
+          break;
+        case '\n':
+          Append("&#10;");
+          break;
+        default:
+          Append("&#13;");
+          break;
+      }
+      text.remove_prefix(1);
+    }
+    AppendEscaped(text, TextEscape);
+  }
+
+  void FlushPendingSpace(bool protect) {
+    if (stack.empty() || stack.back().pendingSpace.empty()) return;
+    const std::string pending = std::move(stack.back().pendingSpace);
+    stack.back().pendingSpace.clear();
+    PutText(pending, protect);
+  }
+
   void Reset() {
     fd = -1;
     target = nullptr;
@@ -244,7 +286,7 @@ struct SAXWriter::Impl {
         AppendEscaped(namespaceValue, AttributeEscape);
         Append('"');
       }
-      stack.push_back({projectTag, true, false, false});
+      stack.push_back({projectTag, true, false, false, {}});
     }
   }
 
@@ -345,6 +387,7 @@ void SAXWriter::StartTag(std::string_view name) {
     impl.rootWritten = true;
     impl.NewLine(0);
   } else {
+    impl.FlushPendingSpace(true);
     Impl::OpenElement& parent = impl.stack.back();
     impl.CloseStartTag();
     parent.hasChildren = true;
@@ -353,7 +396,7 @@ void SAXWriter::StartTag(std::string_view name) {
   }
   impl.Append('<');
   impl.Append(name);
-  impl.stack.push_back({std::string(name), true, false, false});
+  impl.stack.push_back({std::string(name), true, false, false, {}});
 }
 
 bool SAXWriter::WriteAttribute(std::string_view name, std::string_view utf8Value) {
@@ -377,10 +420,28 @@ void SAXWriter::WriteText(std::string_view utf8) {
   impl.CheckUsable();
   if (impl.stack.empty()) impl.Fail("text outside the root element");
   if (const auto problem = XmlText::FindProblem(utf8)) impl.Fail(problem->reason);
-  if (utf8.empty()) return;
-  impl.CloseStartTag();
-  impl.stack.back().hasText = true;
-  impl.AppendEscaped(utf8, TextEscape);
+  Impl::OpenElement& element = impl.stack.back();
+  if (!element.pendingSpace.empty()) {
+    // Join held-back white space with what follows, so the decision covers the whole text.
+    std::string joined = std::move(element.pendingSpace);
+    element.pendingSpace.clear();
+    joined += utf8;
+    if (Impl::IsSpaceOnly(joined)) {
+      element.pendingSpace = std::move(joined);
+    } else {
+      impl.PutText(joined, false);
+    }
+    return;
+  }
+  if (Impl::IsSpaceOnly(utf8)) {
+    if (element.hasChildren) {
+      impl.PutText(utf8, true);
+    } else {
+      element.pendingSpace.assign(utf8);
+    }
+    return;
+  }
+  impl.PutText(utf8, false);
 }
 
 void SAXWriter::WriteBinary(std::span<const std::byte> bytes) {
@@ -388,6 +449,7 @@ void SAXWriter::WriteBinary(std::span<const std::byte> bytes) {
   impl.CheckUsable();
   if (impl.stack.empty()) impl.Fail("binary data outside the root element");
   if (bytes.empty()) return;
+  impl.FlushPendingSpace(false);
   impl.CloseStartTag();
   impl.stack.back().hasText = true;
   // Encode straight into the output buffer, a whole number of 3-byte groups at a time.
@@ -410,6 +472,8 @@ void SAXWriter::EndTag(std::string_view name) {
   if (impl.stack.empty() || impl.stack.back().name != name) {
     impl.Fail("end tag '" + std::string(name) + "' does not match the open element");
   }
+  // Held-back white space that stayed the element's only content is written as it is.
+  impl.FlushPendingSpace(false);
   const Impl::OpenElement element = std::move(impl.stack.back());
   impl.stack.pop_back();
   if (element.startTagOpen) {

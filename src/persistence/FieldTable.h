@@ -146,7 +146,7 @@ struct PrecisionCodec : ValueCodec<Owner, T> {
   bool fixed;
 
   bool Write(const Owner& object, TalSAX::ISAXWriter& writer, std::string_view tag) const {
-    return WriteValueTag(writer, tag, object.*(this->member));
+    return WriteValueTag(writer, tag, object.*(this->member), precision, fixed);
   }
 };
 

@@ -201,6 +201,8 @@ TEST(FieldTableTest, ReadFindsOnlyItsOwnTagsExactly) {
   EXPECT_FALSE(kSampleFields.Read("Unknown", sample, reader).has_value());
   EXPECT_FALSE(kSampleFields.Read("count", sample, reader).has_value());
   EXPECT_FALSE(kSampleFields.Read("Count ", sample, reader).has_value());
+  EXPECT_FALSE(kSampleFields.Read("Coun", sample, reader).has_value());
+  EXPECT_FALSE(kSampleFields.Read("", sample, reader).has_value());
 }
 
 TEST(FieldTableTest, WideTextThatIsNotUnicodeFailsNamingTheElement) {

@@ -113,7 +113,7 @@ TEST(SaxStlBaseTest, LargeMeshRoundTrip) {
   EXPECT_TRUE(SameBytes(read.GetTriangles(), triangles));
 }
 
-TEST(SaxStlBaseTest, BadArraysAreRefusedWithoutChangingTheMesh) {
+TEST(SaxStlBaseTest, BadContentIsRefusedWithoutChangingTheMesh) {
   const std::vector<MStlTriangle> outOfRange = {{{0, 1, 3}}};
   const std::vector<MStlTriangle> huge = {{{0, 0xFFFFFFFFu, 1}}};
   const struct {
@@ -133,6 +133,7 @@ TEST(SaxStlBaseTest, BadArraysAreRefusedWithoutChangingTheMesh) {
        "Triangles", 3, 1},
       {"largest index", kVertices + Element("Triangles", huge), "Triangles", 3, 0},
       {"triangles before vertices", kTriangle + kVertices, "Triangles", 3, 0},
+      {"name with a forbidden character", kVertices + "<Name>&#1;</Name>", "Name", 3, 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -142,6 +143,7 @@ TEST(SaxStlBaseTest, BadArraysAreRefusedWithoutChangingTheMesh) {
     EXPECT_THAT(warnings[0].path, EndsWith("Mesh/" + c.refused));
     EXPECT_EQ(mesh.GetVertexCount(), c.vertices);
     EXPECT_EQ(mesh.GetTriangleCount(), c.triangles);
+    EXPECT_EQ(mesh.GetName(), L"m");
   }
 }
 

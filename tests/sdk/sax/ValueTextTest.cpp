@@ -125,7 +125,7 @@ TEST(ValueText, FloatingPointParsing) {
 // bits. With the default precision, writing what was read gives the same text again.
 template <class Float, class Bits>
 void ExpectRandomRoundTrips(std::mt19937_64& rng) {
-  for (int i = 0; i < 200000; ++i) {
+  for (int i = 0; i < 100000; ++i) {
     const auto value = std::bit_cast<Float>(static_cast<Bits>(rng()));
     if (std::isnan(value)) continue;
     const std::string exact = Text(value, std::numeric_limits<Float>::max_digits10);
@@ -157,7 +157,8 @@ TEST(ValueText, UnaffectedByTheProcessLocale) {
   }
   if (!commaLocale) {
     std::setlocale(LC_ALL, previous.c_str());
-    GTEST_SKIP() << "no locale with a decimal comma is installed";
+    FAIL() << "no locale with a decimal comma is installed; scripts/install-deps.sh generates "
+              "de_DE.UTF-8";
   }
   EXPECT_EQ(Text(1.5), "1.5");
   EXPECT_EQ(Text(1234567.25f, 9), "1234567.25");

@@ -1,0 +1,716 @@
+// Reading and writing two machine documents with the tag reader and writer, each next to a
+// baseline that does the least work giving the same result, on the same bytes in the same run:
+//
+//   Small  ~400 value elements in 20 blocks (ints, floats, doubles, booleans, wide strings),
+//          read into block handlers that read every value, written from the same values.
+//          Read baseline: pugixml load_file (and, for comparison only, load_file followed by
+//          converting every value). Write baseline: the same text built in memory and written
+//          with one fwrite.
+//   Mesh   Machine/Platform/PlatformStl/Mesh holding a 1,000,000-triangle mesh (500,000
+//          vertices, ~24 MB of base64), read through MSaxStlBase into an MStlBase and written
+//          from it. Read baseline: pugixml load_file and decoding the two payloads into
+//          arrays. Write baseline: the same text encoded into a buffer and one fwrite.
+//
+// Both documents are generated here, written to a temporary directory once and checked
+// (the readers give back what was written, the baselines produce and see the same bytes)
+// before anything is measured. Writes go to a file that is deleted before each iteration,
+// outside the measured time: replacing an existing file costs several times more.
+//
+// Single-shot modes, mainly for bench/run.sh's peak memory measurement (/usr/bin/time -v):
+//   --write-small-document PATH  writes the small document to PATH (to look at it)
+//   --write-mesh-document PATH   writes the mesh document to PATH
+//   --read-mesh-document PATH    reads it once with the tag reader into an MStlBase
+//   --read-mesh-baseline PATH    reads it once with pugixml and decodes the arrays
+//   --idle                       does nothing (the footprint of the process itself)
+
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <numbers>
+#include <pugixml.hpp>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "persistence/ValueTags.h"
+#include "sdk/common/StringConversion.h"
+#include "sdk/mesh/SaxStlBase.h"
+#include "sdk/mesh/StlBase.h"
+#include "sdk/sax/Base64.h"
+#include "sdk/sax/BinaryStreams.h"
+#include "sdk/sax/SAXError.h"
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+#include "sdk/sax/ValueText.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::string_view kDeclaration = R"(<?xml version="1.0" encoding="UTF-8"?>)";
+
+// ---------------------------------------------------------------------------------------------
+// The small document: "Machine" holding 20 blocks of 20 values each.
+
+constexpr std::size_t kFieldsPerKind = 4;
+constexpr std::array<std::string_view, kFieldsPerKind> kIntTags{"LayerCount", "Speed",
+                                                                "Temperature", "Offset"};
+constexpr std::array<std::string_view, kFieldsPerKind> kFloatTags{"Width", "Depth", "Height",
+                                                                  "Margin"};
+constexpr std::array<std::string_view, kFieldsPerKind> kDoubleTags{"PositionX", "PositionY",
+                                                                   "PositionZ", "Scale"};
+constexpr std::array<std::string_view, kFieldsPerKind> kBoolTags{"Enabled", "Visible", "Heated",
+                                                                 "Calibrated"};
+constexpr std::array<std::string_view, kFieldsPerKind> kTextTags{"Name", "Vendor", "Model",
+                                                                 "Comment"};
+constexpr std::array<std::string_view, 20> kBlockTags{
+    "Envelope", "Platform", "Recoater", "Laser",  "Optics", "Chamber",    "Heating",
+    "Cooling",  "GasFlow",  "Powder",   "Dosing", "Camera", "Scanner",    "Filter",
+    "Door",     "Lift",     "Sensors",  "Nozzle", "Purge",  "Calibration"};
+
+struct BlockValues {
+  std::array<std::int32_t, kFieldsPerKind> ints{};
+  std::array<float, kFieldsPerKind> floats{};
+  std::array<double, kFieldsPerKind> doubles{};
+  std::array<bool, kFieldsPerKind> bools{};
+  std::array<std::wstring, kFieldsPerKind> texts;
+  bool operator==(const BlockValues&) const = default;
+};
+
+struct MachineValues {
+  std::array<BlockValues, kBlockTags.size()> blocks;
+  bool operator==(const MachineValues&) const = default;
+};
+
+MachineValues MakeMachineValues() {
+  MachineValues machine;
+  for (std::size_t b = 0; b < machine.blocks.size(); ++b) {
+    BlockValues& block = machine.blocks[b];
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+      const auto bi = static_cast<int>(b * kFieldsPerKind + i);
+      block.ints[i] = (bi * 7919) % 200000 - 50000;
+      block.floats[i] = 0.125f * static_cast<float>(bi) + 1.0f / static_cast<float>(3 + bi);
+      block.doubles[i] = 100.0 / static_cast<double>(7 + bi) - 3.25 * static_cast<double>(i);
+      block.bools[i] = (b + i) % 3 != 0;
+      block.texts[i] = L"Block " + std::to_wstring(b) + L" \u2013 D\u00fcse \u00d8" +
+                       std::to_wstring(i) +
+                       L" mm, Kammer links; gewartet nach 1500 h, Filter und Dichtung gepr\u00fcft";
+    }
+  }
+  return machine;
+}
+
+// A block handler as the machine library writes them: the tag is compared against the known
+// tags and the value is read into the member.
+class BlockHandler final : public ISAXPersist {
+ public:
+  explicit BlockHandler(BlockValues& values) : m_values(&values) {}
+
+  bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+      if (tag == kIntTags[i]) return reader.ReadValue(m_values->ints[i]);
+    }
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+      if (tag == kFloatTags[i]) return reader.ReadValue(m_values->floats[i]);
+    }
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+      if (tag == kDoubleTags[i]) return reader.ReadValue(m_values->doubles[i]);
+    }
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+      if (tag == kBoolTags[i]) return reader.ReadValue(m_values->bools[i]);
+    }
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+      if (tag == kTextTags[i]) return reader.ReadValue(m_values->texts[i]);
+    }
+    return false;
+  }
+
+ private:
+  BlockValues* m_values;
+};
+
+class MachineHandler final : public ISAXPersist {
+ public:
+  explicit MachineHandler(MachineValues& values) {
+    m_blocks.reserve(values.blocks.size());
+    for (BlockValues& block : values.blocks)
+      m_blocks.emplace_back(block);
+  }
+
+  bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+    if (tag == "Machine") return true;
+    for (std::size_t b = 0; b < kBlockTags.size(); ++b) {
+      if (tag == kBlockTags[b]) return reader.DelegateToChild(m_blocks[b]);
+    }
+    return false;
+  }
+
+ private:
+  std::vector<BlockHandler> m_blocks;
+};
+
+// The same values read from pugixml's document, without the tag reader's checks: not a
+// target, it shows what converting the values costs on top of load_file.
+bool ConvertBlockValue(std::string_view tag, std::string_view text, BlockValues& values) {
+  using TalSAX::ValueText::Parse;
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+    if (tag == kIntTags[i]) return Parse(text, values.ints[i]);
+  }
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+    if (tag == kFloatTags[i]) return Parse(text, values.floats[i]);
+  }
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+    if (tag == kDoubleTags[i]) return Parse(text, values.doubles[i]);
+  }
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+    if (tag == kBoolTags[i]) return Parse(text, values.bools[i]);
+  }
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i) {
+    if (tag == kTextTags[i]) return StringConversion::TryUtf8ToNative(text, values.texts[i]);
+  }
+  return false;
+}
+
+bool ReadMachineWithPugixml(const std::string& path, MachineValues& machine) {
+  pugi::xml_document document;
+  if (!document.load_file(path.c_str())) return false;
+  for (pugi::xml_node block : document.child("Machine").children()) {
+    const std::string_view name = block.name();
+    std::size_t b = 0;
+    while (b < kBlockTags.size() && kBlockTags[b] != name)
+      ++b;
+    if (b == kBlockTags.size()) return false;
+    for (pugi::xml_node value : block.children()) {
+      if (!ConvertBlockValue(value.name(), value.child_value(), machine.blocks[b])) return false;
+    }
+  }
+  return true;
+}
+
+void WriteBlock(TalSAX::ISAXWriter& writer, const BlockValues& block) {
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+    TalAM::WriteValueTag(writer, kIntTags[i], block.ints[i]);
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+    TalAM::WriteValueTag(writer, kFloatTags[i], block.floats[i]);
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+    TalAM::WriteValueTag(writer, kDoubleTags[i], block.doubles[i]);
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+    TalAM::WriteValueTag(writer, kBoolTags[i], block.bools[i]);
+  for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+    TalAM::WriteValueTag(writer, kTextTags[i], block.texts[i]);
+}
+
+bool WriteMachineDocument(const fs::path& path, const MachineValues& machine) {
+  TalSAX::SAXWriter writer(nullptr);
+  if (!writer.Open(path.wstring().c_str(), TalSAX::eEncryptionNone, TalSAX::eCompressionNone,
+                   true)) {
+    return false;
+  }
+  {
+    MSAXTagWriter root(writer, "Machine");
+    for (std::size_t b = 0; b < kBlockTags.size(); ++b) {
+      MSAXTagWriter block(writer, kBlockTags[b]);
+      WriteBlock(writer, machine.blocks[b]);
+    }
+  }
+  return writer.Close();
+}
+
+// The small document's text as the writer lays it out, built directly: the write baseline.
+template <class T>
+void AppendValueElement(std::string& text, std::string_view tag, const T& value) {
+  text += "\n    <";
+  text += tag;
+  text += '>';
+  if constexpr (std::is_same_v<T, std::wstring>) {
+    text += StringConversion::NativeToUtf8(value);
+  } else {
+    TalSAX::ValueText::Append(text, value);
+  }
+  text += "</";
+  text += tag;
+  text += '>';
+}
+
+void AppendMachineText(std::string& text, const MachineValues& machine) {
+  text += kDeclaration;
+  text += "\n<Machine>";
+  for (std::size_t b = 0; b < kBlockTags.size(); ++b) {
+    const BlockValues& block = machine.blocks[b];
+    text += "\n  <";
+    text += kBlockTags[b];
+    text += '>';
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+      AppendValueElement(text, kIntTags[i], block.ints[i]);
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+      AppendValueElement(text, kFloatTags[i], block.floats[i]);
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+      AppendValueElement(text, kDoubleTags[i], block.doubles[i]);
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+      AppendValueElement(text, kBoolTags[i], block.bools[i]);
+    for (std::size_t i = 0; i < kFieldsPerKind; ++i)
+      AppendValueElement(text, kTextTags[i], block.texts[i]);
+    text += "\n  </";
+    text += kBlockTags[b];
+    text += '>';
+  }
+  text += "\n</Machine>\n";
+}
+
+// ---------------------------------------------------------------------------------------------
+// The mesh document: a torus of 1000 x 500 vertices, two triangles per grid cell.
+
+constexpr std::uint32_t kRingSegments = 1000;
+constexpr std::uint32_t kTubeSegments = 500;
+constexpr std::size_t kMeshVertices = std::size_t{kRingSegments} * kTubeSegments;
+constexpr std::size_t kMeshTriangles = 2 * kMeshVertices;
+const std::wstring kMeshName = L"Build plate";
+
+MStlBase MakeTorusMesh() {
+  constexpr double kRingRadius = 120.0;
+  constexpr double kTubeRadius = 35.0;
+  std::vector<MStlVertex> vertices;
+  vertices.reserve(kMeshVertices);
+  for (std::uint32_t t = 0; t < kTubeSegments; ++t) {
+    const double phi = 2.0 * std::numbers::pi * t / kTubeSegments;
+    for (std::uint32_t r = 0; r < kRingSegments; ++r) {
+      const double theta = 2.0 * std::numbers::pi * r / kRingSegments;
+      const double radius = kRingRadius + kTubeRadius * std::cos(phi);
+      vertices.push_back({static_cast<float>(radius * std::cos(theta)),
+                          static_cast<float>(radius * std::sin(theta)),
+                          static_cast<float>(kTubeRadius * std::sin(phi) + 40.0)});
+    }
+  }
+  std::vector<MStlTriangle> triangles;
+  triangles.reserve(kMeshTriangles);
+  const auto index = [](std::uint32_t t, std::uint32_t r) {
+    return (t % kTubeSegments) * kRingSegments + r % kRingSegments;
+  };
+  for (std::uint32_t t = 0; t < kTubeSegments; ++t) {
+    for (std::uint32_t r = 0; r < kRingSegments; ++r) {
+      const std::uint32_t a = index(t, r), b = index(t, r + 1), c = index(t + 1, r),
+                          d = index(t + 1, r + 1);
+      triangles.push_back({{a, b, d}});
+      triangles.push_back({{a, d, c}});
+    }
+  }
+  MStlBase mesh;
+  mesh.SetName(kMeshName);
+  if (!mesh.SetGeometry(std::move(vertices), std::move(triangles))) std::abort();
+  return mesh;
+}
+
+constexpr std::array<std::string_view, 3> kMeshPath{"Platform", "PlatformStl", "Mesh"};
+
+bool WriteMeshDocument(const fs::path& path, const MStlBase& mesh) {
+  TalSAX::SAXWriter writer(nullptr);
+  if (!writer.Open(path.wstring().c_str(), TalSAX::eEncryptionNone, TalSAX::eCompressionNone,
+                   true)) {
+    return false;
+  }
+  {
+    MSAXTagWriter root(writer, "Machine");
+    MSAXTagWriter platform(writer, kMeshPath[0]);
+    MSAXTagWriter stl(writer, kMeshPath[1]);
+    MSAXTagWriter element(writer, kMeshPath[2]);
+    if (!MSaxStlBase(mesh).Write(writer)) return false;
+  }
+  return writer.Close();
+}
+
+// The root handler of the mesh document: the mesh element goes to a persist object it owns.
+class MeshDocumentHandler final : public ISAXPersist {
+ public:
+  explicit MeshDocumentHandler(MStlBase& mesh) : m_mesh(mesh) {}
+
+  bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+    if (tag == "Machine" || tag == kMeshPath[0] || tag == kMeshPath[1]) return true;
+    if (tag == kMeshPath[2]) return reader.DelegateToOwnedChild(new MSaxStlBase(m_mesh));
+    return false;
+  }
+
+ private:
+  MStlBase& m_mesh;
+};
+
+void ReadMeshDocument(const std::wstring& path, MStlBase& mesh) {
+  MeshDocumentHandler root(mesh);
+  TalSAX::SAXReader reader(true, nullptr);
+  reader.Parse(path.c_str(), &root);
+  reader.InitHelpersAfterLoading();
+}
+
+// The read baseline: pugixml's document and the two payloads decoded into plain arrays.
+struct BaselineMesh {
+  std::vector<float> coordinates;
+  std::vector<std::uint32_t> indices;
+};
+
+bool ReadMeshBaseline(const std::string& path, BaselineMesh& out) {
+  pugi::xml_document document;
+  if (!document.load_file(path.c_str())) return false;
+  pugi::xml_node node = document.child("Machine");
+  for (std::string_view name : kMeshPath)
+    node = node.child(std::string(name).c_str());
+  return TalSAX::DecodeBinaryArray(std::string_view(node.child_value("Vertices")),
+                                   out.coordinates) &&
+         TalSAX::DecodeBinaryArray(std::string_view(node.child_value("Triangles")), out.indices);
+}
+
+// The write baseline: the mesh document's text assembled in one buffer of the exact size.
+class MeshText {
+ public:
+  explicit MeshText(const MStlBase& mesh) : m_mesh(mesh) {
+    const std::string name = StringConversion::NativeToUtf8(mesh.GetName());
+    m_head = std::string(kDeclaration) +
+             "\n<Machine>\n  <Platform>\n    <PlatformStl>\n      <Mesh>\n        <Name>" + name +
+             "</Name>\n        <Vertices>";
+    m_middle = "</Vertices>\n        <Triangles>";
+    m_tail = "</Triangles>\n      </Mesh>\n    </PlatformStl>\n  </Platform>\n</Machine>\n";
+    m_size = m_head.size() + TalSAX::Base64::EncodedSize(VertexBytes().size()) + m_middle.size() +
+             TalSAX::Base64::EncodedSize(TriangleBytes().size()) + m_tail.size();
+    m_buffer = std::make_unique<char[]>(m_size);  // zeroed: its pages are in place from here on
+  }
+
+  std::string_view Build() {
+    char* out = m_buffer.get();
+    out = std::copy(m_head.begin(), m_head.end(), out);
+    TalSAX::Base64::Encode(VertexBytes(), out);
+    out += TalSAX::Base64::EncodedSize(VertexBytes().size());
+    out = std::copy(m_middle.begin(), m_middle.end(), out);
+    TalSAX::Base64::Encode(TriangleBytes(), out);
+    out += TalSAX::Base64::EncodedSize(TriangleBytes().size());
+    std::copy(m_tail.begin(), m_tail.end(), out);
+    return {m_buffer.get(), m_size};
+  }
+
+ private:
+  std::span<const std::byte> VertexBytes() const {
+    return std::as_bytes(std::span(m_mesh.GetVertices()));
+  }
+  std::span<const std::byte> TriangleBytes() const {
+    return std::as_bytes(std::span(m_mesh.GetTriangles()));
+  }
+
+  const MStlBase& m_mesh;
+  std::string m_head, m_middle, m_tail;
+  std::size_t m_size = 0;
+  std::unique_ptr<char[]> m_buffer;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Shared state and helpers.
+
+bool WriteFileWithFwrite(const std::string& path, std::string_view text) {
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  return std::fclose(file) == 0 && written;
+}
+
+std::string ReadFileBytes(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+double Seconds(Clock::duration d) {
+  return std::chrono::duration<double>(d).count();
+}
+
+struct Documents {
+  fs::path directory;
+  MachineValues machine;
+  MStlBase mesh;
+
+  fs::path smallPath, meshPath, outputPath;
+  std::wstring smallWide, meshWide, outputWide;
+  std::int64_t smallBytes = 0, meshBytes = 0;
+};
+
+Documents* g_documents = nullptr;
+
+// ---------------------------------------------------------------------------------------------
+// Benchmarks.
+
+void SmallReadOurs(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  for (auto _ : state) {
+    MachineValues values;
+    MachineHandler root(values);
+    TalSAX::SAXReader reader(true, nullptr);
+    reader.Parse(d.smallWide.c_str(), &root);
+    reader.InitHelpersAfterLoading();
+    benchmark::DoNotOptimize(values.blocks.back().ints.back());
+  }
+  state.SetBytesProcessed(state.iterations() * d.smallBytes);
+}
+
+void SmallReadPugixml(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.smallPath.string();
+  for (auto _ : state) {
+    pugi::xml_document document;
+    if (!document.load_file(path.c_str())) state.SkipWithError("pugixml cannot read the document");
+    benchmark::DoNotOptimize(document.document_element().internal_object());
+  }
+  state.SetBytesProcessed(state.iterations() * d.smallBytes);
+}
+
+void SmallReadPugixmlConvert(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.smallPath.string();
+  for (auto _ : state) {
+    MachineValues values;
+    if (!ReadMachineWithPugixml(path, values)) state.SkipWithError("pugixml cannot read it");
+    benchmark::DoNotOptimize(values.blocks.back().ints.back());
+  }
+  state.SetBytesProcessed(state.iterations() * d.smallBytes);
+}
+
+void SmallWriteOurs(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  for (auto _ : state) {
+    ::unlink(d.outputPath.c_str());
+    const auto start = Clock::now();
+    if (!WriteMachineDocument(d.outputWide, d.machine)) state.SkipWithError("cannot write");
+    state.SetIterationTime(Seconds(Clock::now() - start));
+  }
+  ::unlink(d.outputPath.c_str());
+  state.SetBytesProcessed(state.iterations() * d.smallBytes);
+}
+
+void SmallWriteBaseline(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.outputPath.string();
+  std::string text;  // keeps its capacity from one iteration to the next
+  for (auto _ : state) {
+    ::unlink(path.c_str());
+    const auto start = Clock::now();
+    text.clear();
+    AppendMachineText(text, d.machine);
+    if (!WriteFileWithFwrite(path, text)) state.SkipWithError("cannot write");
+    state.SetIterationTime(Seconds(Clock::now() - start));
+  }
+  ::unlink(path.c_str());
+  state.SetBytesProcessed(state.iterations() * d.smallBytes);
+}
+
+void MeshReadOurs(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  for (auto _ : state) {
+    MStlBase mesh;
+    ReadMeshDocument(d.meshWide, mesh);
+    if (mesh.GetTriangleCount() != kMeshTriangles) state.SkipWithError("mesh not read");
+  }
+  state.SetBytesProcessed(state.iterations() * d.meshBytes);
+}
+
+void MeshReadBaseline(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.meshPath.string();
+  for (auto _ : state) {
+    BaselineMesh mesh;
+    if (!ReadMeshBaseline(path, mesh) || mesh.indices.size() != 3 * kMeshTriangles) {
+      state.SkipWithError("mesh not read");
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * d.meshBytes);
+}
+
+void MeshWriteOurs(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  for (auto _ : state) {
+    ::unlink(d.outputPath.c_str());
+    const auto start = Clock::now();
+    if (!WriteMeshDocument(d.outputPath, d.mesh)) state.SkipWithError("cannot write");
+    state.SetIterationTime(Seconds(Clock::now() - start));
+  }
+  ::unlink(d.outputPath.c_str());
+  state.SetBytesProcessed(state.iterations() * d.meshBytes);
+}
+
+void MeshWriteBaseline(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.outputPath.string();
+  MeshText text(d.mesh);
+  for (auto _ : state) {
+    ::unlink(path.c_str());
+    const auto start = Clock::now();
+    if (!WriteFileWithFwrite(path, text.Build())) state.SkipWithError("cannot write");
+    state.SetIterationTime(Seconds(Clock::now() - start));
+  }
+  ::unlink(path.c_str());
+  state.SetBytesProcessed(state.iterations() * d.meshBytes);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Set-up and checks.
+
+// Creates the documents and checks that every reader and baseline agrees with them.
+bool PrepareDocuments(Documents& d) {
+  std::string pattern = (fs::temp_directory_path() / "talsdk-bench-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) {
+    std::cerr << "cannot create a temporary directory\n";
+    return false;
+  }
+  d.directory = pattern;
+  d.smallPath = d.directory / "small.xml";
+  d.meshPath = d.directory / "mesh.xml";
+  d.outputPath = d.directory / "output.xml";
+  d.smallWide = d.smallPath.wstring();
+  d.meshWide = d.meshPath.wstring();
+  d.outputWide = d.outputPath.wstring();
+
+  d.machine = MakeMachineValues();
+  d.mesh = MakeTorusMesh();
+  if (!WriteMachineDocument(d.smallPath, d.machine) || !WriteMeshDocument(d.meshPath, d.mesh)) {
+    std::cerr << "cannot write the documents into " << d.directory << "\n";
+    return false;
+  }
+  d.smallBytes = static_cast<std::int64_t>(fs::file_size(d.smallPath));
+  d.meshBytes = static_cast<std::int64_t>(fs::file_size(d.meshPath));
+
+  const auto fail = [](const char* what) {
+    std::cerr << "check failed: " << what << "\n";
+    return false;
+  };
+
+  MachineValues read;
+  {
+    MachineHandler root(read);
+    TalSAX::SAXReader reader(true, nullptr);
+    reader.Parse(d.smallWide.c_str(), &root);
+    if (!reader.GetWarnings().empty()) return fail("the small document reads without warnings");
+  }
+  if (!(read == d.machine)) return fail("the small document reads back its values");
+  MachineValues convertedWithPugixml;
+  if (!ReadMachineWithPugixml(d.smallPath.string(), convertedWithPugixml) ||
+      !(convertedWithPugixml == d.machine)) {
+    return fail("pugixml and conversion read back the small document's values");
+  }
+  std::string smallText;
+  AppendMachineText(smallText, d.machine);
+  if (smallText != ReadFileBytes(d.smallPath)) return fail("the small write baseline's text");
+
+  MStlBase mesh;
+  ReadMeshDocument(d.meshWide, mesh);
+  if (mesh.GetName() != kMeshName || mesh.GetVertices() != d.mesh.GetVertices() ||
+      mesh.GetTriangles() != d.mesh.GetTriangles()) {
+    return fail("the mesh document reads back its mesh");
+  }
+  BaselineMesh baseline;
+  if (!ReadMeshBaseline(d.meshPath.string(), baseline) ||
+      baseline.coordinates.size() != 3 * kMeshVertices ||
+      std::memcmp(baseline.coordinates.data(), d.mesh.GetVertices().data(),
+                  baseline.coordinates.size() * sizeof(float)) != 0 ||
+      baseline.indices.size() != 3 * kMeshTriangles ||
+      std::memcmp(baseline.indices.data(), d.mesh.GetTriangles().data(),
+                  baseline.indices.size() * sizeof(std::uint32_t)) != 0) {
+    return fail("the mesh read baseline decodes the mesh");
+  }
+  MeshText meshText(d.mesh);
+  if (meshText.Build() != ReadFileBytes(d.meshPath)) return fail("the mesh write baseline's text");
+  return true;
+}
+
+// The single-shot modes; returns the exit code, or -1 when `argv` asks for none of them.
+int RunSingleShot(int argc, char** argv) {
+  if (argc < 2) return -1;
+  const std::string_view mode = argv[1];
+  if (mode == "--idle") return 0;
+  if (argc != 3) return -1;
+  const fs::path path = argv[2];
+  if (mode == "--write-small-document") {
+    return WriteMachineDocument(path, MakeMachineValues()) ? 0 : 1;
+  }
+  if (mode == "--write-mesh-document") return WriteMeshDocument(path, MakeTorusMesh()) ? 0 : 1;
+  if (mode == "--read-mesh-document") {
+    MStlBase mesh;
+    ReadMeshDocument(path.wstring(), mesh);
+    std::cout << mesh.GetVertexCount() << " vertices, " << mesh.GetTriangleCount()
+              << " triangles\n";
+    return mesh.GetTriangleCount() == kMeshTriangles ? 0 : 1;
+  }
+  if (mode == "--read-mesh-baseline") {
+    BaselineMesh mesh;
+    const bool ok = ReadMeshBaseline(path.string(), mesh);
+    std::cout << mesh.coordinates.size() / 3 << " vertices, " << mesh.indices.size() / 3
+              << " triangles\n";
+    return ok && mesh.indices.size() == 3 * kMeshTriangles ? 0 : 1;
+  }
+  return -1;
+}
+
+void RegisterBenchmarks() {
+  using benchmark::RegisterBenchmark;
+  RegisterBenchmark("SmallRead/Ours", SmallReadOurs)->UseRealTime()->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("SmallRead/PugixmlLoadFile", SmallReadPugixml)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("SmallRead/PugixmlLoadAndConvert", SmallReadPugixmlConvert)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("SmallWrite/Ours", SmallWriteOurs)
+      ->UseManualTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("SmallWrite/Baseline", SmallWriteBaseline)
+      ->UseManualTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("MeshRead/Ours", MeshReadOurs)->UseRealTime()->Unit(benchmark::kMillisecond);
+  RegisterBenchmark("MeshRead/Baseline", MeshReadBaseline)
+      ->UseRealTime()
+      ->Unit(benchmark::kMillisecond);
+  RegisterBenchmark("MeshWrite/Ours", MeshWriteOurs)
+      ->UseManualTime()
+      ->Unit(benchmark::kMillisecond);
+  RegisterBenchmark("MeshWrite/Baseline", MeshWriteBaseline)
+      ->UseManualTime()
+      ->Unit(benchmark::kMillisecond);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    if (const int code = RunSingleShot(argc, argv); code >= 0) return code;
+
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+
+    auto documents = std::make_unique<Documents>();
+    const bool prepared = PrepareDocuments(*documents);
+    if (prepared) {
+      g_documents = documents.get();
+      benchmark::AddCustomContext("small_document_bytes", std::to_string(documents->smallBytes));
+      benchmark::AddCustomContext("mesh_document_bytes", std::to_string(documents->meshBytes));
+      RegisterBenchmarks();
+      benchmark::RunSpecifiedBenchmarks();
+      benchmark::Shutdown();
+      g_documents = nullptr;
+    }
+    if (!documents->directory.empty()) fs::remove_all(documents->directory);
+    return prepared ? 0 : 1;
+  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+    std::cerr << "error: " << error.GetMessage() << "\n";
+    return 1;
+  } catch (const std::exception& error) {
+    std::cerr << "error: " << error.what() << "\n";
+    return 1;
+  }
+}
