@@ -204,8 +204,11 @@ TEST(SAXReaderTest, MalformedDocumentsNameFileLineAndReason) {
       {"<a>\n\xC3\x28</a>", "doc.xml:2:1", "UTF-8"},
       {"<a>\xED\xA0\x80</a>", "doc.xml:1:4", "UTF-8"},
       {"<a>\x01</a>", "doc.xml:1:4", "U+0001"},
-      {"<?xml version=\"1.0\"?>\n<!DOCTYPE a [<!ENTITY x \"xx\"><!ENTITY y \"&x;&x;&x;\">]>\n"
-       "<a>&y;</a>",
+      {"<?xml version=\"1.0\"?>\n<!DOCTYPE lolz [\n <!ENTITY lol \"lol\">\n"
+       " <!ENTITY lol1 \"&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;\">\n"
+       " <!ENTITY lol2 \"&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;\">\n"
+       " <!ENTITY lol3 \"&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;\">\n"
+       "]>\n<lolz>&lol3;</lolz>",
        "doc.xml:2:", "DOCTYPE"},
       {"\xFF\xFE<\0a\0/\0>\0", "doc.xml:1:1", "UTF-16"},
       {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a/>", "doc.xml:1:", "ISO-8859-1"},

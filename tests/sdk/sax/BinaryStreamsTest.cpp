@@ -1,0 +1,81 @@
+#include "sdk/sax/BinaryStreams.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+
+using TalSAX::UserUint32_t;
+
+namespace {
+
+// Writes the stream as the binary element "Bits" and returns the element's text as read back.
+std::string WrittenText(const MSAXStreamBinaryOut& stream) {
+  std::string document;
+  TalSAX::SAXWriter writer(nullptr);
+  writer.OpenString(document);
+  writer.WriteBinaryElement("Bits", stream);
+  writer.Close();
+  struct Root : ISAXPersist {
+    std::string text;
+    bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
+      text = reader.GetElementText();
+      return true;
+    }
+  } root;
+  TalSAX::SAXReader(true, nullptr).ParseBuffer(document, &root);
+  return root.text;
+}
+
+}  // namespace
+
+TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
+  MSAXStreamBinaryOut out;
+  out << UserUint32_t{0x01020304u} << std::int16_t{-2} << 1.5f << 2.25 << std::uint8_t{7};
+  EXPECT_EQ(out.Size(), 4u + 2u + 4u + 8u + 1u);
+  EXPECT_EQ(static_cast<unsigned>(out.Bytes()[0]), 0x04u);  // little-endian
+
+  MSAXStreamBinaryIn in(WrittenText(out));
+  UserUint32_t u;
+  std::int16_t s = 0;
+  float f = 0;
+  double d = 0;
+  std::uint8_t b = 0;
+  in >> u >> s >> f >> d >> b;
+  ASSERT_TRUE(in.good());
+  EXPECT_EQ(u.value, 0x01020304u);
+  EXPECT_EQ(s, -2);
+  EXPECT_EQ(f, 1.5f);
+  EXPECT_EQ(d, 2.25);
+  EXPECT_EQ(b, 7);
+  EXPECT_EQ(in.Remaining(), 0u);
+}
+
+TEST(BinaryStreamsTest, ShortOrMalformedPayloadsFailWithoutTouchingTheTarget) {
+  struct Case {
+    const char* text;
+    bool decodes;
+    std::size_t extractable;  // whole UserUint32_t values before the stream fails
+  };
+  const Case cases[] = {
+      {"AQAAAAIAAAA=", true, 2},      {"AQAAAAIAAA==", true, 1}, {"", true, 0},
+      {" AQAA\nAAIA AAA= ", true, 2}, {"AQAAAAIAAA", false, 0},  {"AQ$AAAIAAAA=", false, 0},
+  };
+  for (const Case& c : cases) {
+    MSAXStreamBinaryIn in(c.text);
+    EXPECT_EQ(in.good(), c.decodes) << c.text;
+    std::size_t extracted = 0;
+    for (;;) {
+      UserUint32_t value{0xDEADBEEFu};
+      in >> value;
+      if (!in) {
+        EXPECT_EQ(value.value, 0xDEADBEEFu) << c.text;
+        break;
+      }
+      ++extracted;
+    }
+    EXPECT_EQ(extracted, c.extractable) << c.text;
+  }
+}
