@@ -14,7 +14,8 @@
 // Both documents are generated here, written to a temporary directory once and checked
 // (the readers give back what was written, the baselines produce and see the same bytes)
 // before anything is measured. Writes go to a file that is deleted before each iteration,
-// outside the measured time: replacing an existing file costs several times more.
+// outside the measured time: replacing an existing file costs more, and each iteration would
+// then depend on the previous one's writeback.
 //
 // Single-shot modes, mainly for bench/run.sh's peak memory measurement (/usr/bin/time -v):
 //   --write-small-document PATH  writes the small document to PATH (to look at it)

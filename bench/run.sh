@@ -76,6 +76,9 @@ for entry in results["benchmarks"]:
     name = "/".join(entry["run_name"].split("/")[:2])
     aggregates.setdefault(name, {})[entry["aggregate_name"]] = entry
 
+if not aggregates:
+    sys.exit("no benchmark results in " + results_path)
+
 def median_seconds(name):
     entry = aggregates[name]["median"]
     return entry["real_time"] * UNIT_SECONDS[entry["time_unit"]]
@@ -154,5 +157,5 @@ print("  ".join("-" * w for w in widths))
 for row in rows:
     print("  ".join(str(c).ljust(w) for c, w in zip(row, widths)).rstrip())
 print()
-print("All targets met." if all_met else "Some targets are NOT met.")
+print("All targets measured in this run are met." if all_met else "Some targets are NOT met.")
 PY
