@@ -101,8 +101,19 @@ struct SAXReader::Impl {
   std::vector<std::size_t> lineStarts;
   std::unique_ptr<char[]> buffer;
   std::size_t bufferSize = 0;
-  const char* parseStart = nullptr;  // after a UTF-8 byte order mark
   pugi::xml_document document;
+
+  // The elements in document order, built by one walk that also checks the depth, so that
+  // dispatching needs no further navigation of the tree.
+  struct ElementEntry {
+    pugi::xml_node node;
+    const char* name = nullptr;
+    std::uint32_t depth = 0;      // 0 for the root element
+    std::uint32_t end = 0;        // index after the element's subtree
+    pugi::xml_node firstText;     // first text or CDATA child
+    std::uint32_t textCount = 0;  // text and CDATA children
+  };
+  std::vector<ElementEntry> elements;
 
   // Dispatch state.
   struct Frame {
@@ -110,8 +121,12 @@ struct SAXReader::Impl {
     std::unique_ptr<ISAXPersistBase> owned;
   };
   std::vector<Frame> handlers;
-  std::vector<std::string> names;  // names of the open elements, root first
-  pugi::xml_node current;          // the element just opened
+  // Names of the open elements, root first: the first `openCount` entries. The strings are
+  // reused from element to element, so dispatching allocates nothing for names.
+  std::vector<std::string> names;
+  std::size_t openCount = 0;
+  std::size_t currentIndex = 0;  // the element just opened
+  pugi::xml_node current;
   bool textCached = false;
   std::string_view textView;
   std::string textStorage;
@@ -126,7 +141,8 @@ struct SAXReader::Impl {
     document.reset();
     buffer.reset();
     handlers.clear();
-    names.clear();
+    elements.clear();
+    openCount = 0;
     current = pugi::xml_node();
     textCached = false;
     pendingChild = nullptr;
@@ -175,18 +191,19 @@ struct SAXReader::Impl {
   }
 
   // Offset of an element's '<' in the original document.
-  std::size_t OffsetOf(pugi::xml_node node) const {
-    const char* name = node.name();
+  std::size_t OffsetOf(pugi::xml_node node) const { return OffsetOfName(node.name()); }
+  std::size_t OffsetOfName(const char* name) const {
     if (name < buffer.get() || name >= buffer.get() + bufferSize) return 0;
     const auto offset = static_cast<std::size_t>(name - buffer.get());
     return offset > 0 ? offset - 1 : 0;
   }
 
-  std::string PathOfOpenElements() const {
+  // The names of the open elements joined by '/', leaving out the innermost `skip`.
+  std::string PathOfOpenElements(std::size_t skip = 0) const {
     std::string path;
-    for (const std::string& name : names) {
+    for (std::size_t i = 0; i + skip < openCount; ++i) {
       if (!path.empty()) path += '/';
-      path += name;
+      path += names[i];
     }
     return path;
   }
@@ -195,17 +212,12 @@ struct SAXReader::Impl {
     if (textCached) return textView;
     textCached = true;
     textView = {};
-    pugi::xml_node first;
-    int count = 0;
-    for (pugi::xml_node child = current.first_child(); child; child = child.next_sibling()) {
-      if (!IsTextNode(child)) continue;
-      if (count++ == 0) first = child;
-    }
-    if (count == 1) {
-      textView = first.value();
-    } else if (count > 1) {
+    const ElementEntry& entry = elements[currentIndex];
+    if (entry.textCount == 1) {
+      textView = entry.firstText.value();
+    } else if (entry.textCount > 1) {
       textStorage.clear();
-      for (pugi::xml_node child = current.first_child(); child; child = child.next_sibling()) {
+      for (pugi::xml_node child = entry.firstText; child; child = child.next_sibling()) {
         if (IsTextNode(child)) textStorage += child.value();
       }
       textView = textStorage;
@@ -217,7 +229,8 @@ struct SAXReader::Impl {
   void LoadAndParse(std::string_view documentBytes, std::unique_ptr<char[]> ownedBuffer);
   void CheckDocument();
   void Dispatch(ISAXPersistBase* root);
-  void StartElement(pugi::xml_node node, std::vector<bool>& delegated);
+  void IndexElements(pugi::xml_node root);
+  bool StartElement(std::size_t index);
   void EndElement(bool wasDelegated);
 };
 
@@ -278,75 +291,96 @@ void SAXReader::Impl::CheckDocument() {
         }
       }
     }
-    if (child.type() == pugi::node_element) hasRoot = true;
+    if (child.type() == pugi::node_element) {
+      if (hasRoot) Fail(OffsetOf(child), "more than one root element");
+      hasRoot = true;
+    }
+    if (IsTextNode(child)) Fail(bufferSize, "text outside the root element");
   }
   if (!hasRoot) Fail(bufferSize, "no root element");
 
-  // Iterative walk: no recursion, whatever the input.
-  int depth = 0;
-  pugi::xml_node node = document.first_child();
-  while (node) {
+  IndexElements(document.document_element());
+}
+
+// Lists the elements in document order with their depth, subtree end and text children, and
+// refuses documents nested deeper than kMaxElementDepth. Iterative: no recursion, whatever
+// the input.
+void SAXReader::Impl::IndexElements(pugi::xml_node root) {
+  std::vector<std::uint32_t> open;
+  pugi::xml_node node = root;
+  for (;;) {
     if (node.type() == pugi::node_element) {
-      ++depth;
-      if (depth > kMaxElementDepth) {
+      if (open.size() >= static_cast<std::size_t>(kMaxElementDepth)) {
         Fail(OffsetOf(node),
              "elements nested deeper than " + std::to_string(kMaxElementDepth) + " levels");
       }
+      open.push_back(static_cast<std::uint32_t>(elements.size()));
+      elements.push_back(
+          {node, node.name(), static_cast<std::uint32_t>(open.size() - 1), 0, {}, 0});
       if (pugi::xml_node child = node.first_child()) {
         node = child;
         continue;
       }
-      --depth;
+      elements[open.back()].end = static_cast<std::uint32_t>(elements.size());
+      open.pop_back();
+    } else if (IsTextNode(node)) {
+      ElementEntry& parent = elements[open.back()];
+      if (parent.textCount++ == 0) parent.firstText = node;
     }
-    while (node && !node.next_sibling()) {
+    if (open.empty()) return;
+    // Climb to the next sibling, closing the elements left on the way.
+    while (!node.next_sibling()) {
       node = node.parent();
-      if (node && node.type() == pugi::node_element) --depth;
+      elements[open.back()].end = static_cast<std::uint32_t>(elements.size());
+      open.pop_back();
+      if (open.empty()) return;
     }
-    if (node) node = node.next_sibling();
+    node = node.next_sibling();
   }
 }
 
-void SAXReader::Impl::StartElement(pugi::xml_node node, std::vector<bool>& delegated) {
-  names.emplace_back(node.name());
-  current = node;
+// Offers the element to the current handler; true when it delegated the element's content.
+bool SAXReader::Impl::StartElement(std::size_t index) {
+  const ElementEntry& entry = elements[index];
+  if (names.size() <= openCount) names.emplace_back();
+  names[openCount++].assign(entry.name);
+  currentIndex = index;
+  current = entry.node;
   textCached = false;
   pendingChild = nullptr;
   pendingOwned.reset();
   skipContent = false;
 
-  ISAXPersistBase* handler = handlers.back().handler;
-  const bool handled = handler->HandleTag(names.back(), *reader);
+  const bool handled = handlers.back().handler->HandleTag(names[openCount - 1], *reader);
   if (!handled) {
     pendingChild = nullptr;
     pendingOwned.reset();
     skipContent = true;
-    const auto [line, column] = LineColumn(OffsetOf(node));
+    const auto [line, column] = LineColumn(OffsetOfName(entry.name));
     SAXWarning warning{PathOfOpenElements(), line, column, std::string(ElementText())};
     if (warning.text.size() > kWarningTextLimit) warning.text.resize(kWarningTextLimit);
     warnings.push_back(std::move(warning));
+    return false;
   }
-  const bool delegates = handled && pendingChild != nullptr;
-  if (delegates) {
-    Frame frame{pendingChild, std::move(pendingOwned)};
-    pendingChild = nullptr;
-    // An element carrying ID="n" gives its object id to the handler of its content.
-    if (const pugi::xml_attribute id = node.attribute("ID")) {
-      unsigned int value = 0;
-      if (ValueText::Parse(id.value(), value) && value != 0) {
-        frame.handler->SetObjectId(value);
-        if (ISAXReference* reference = frame.handler->GetObjectReference()) {
-          references[value] = reference;
-        }
+  if (pendingChild == nullptr) return false;
+  Frame frame{pendingChild, std::move(pendingOwned)};
+  pendingChild = nullptr;
+  // An element carrying ID="n" gives its object id to the handler of its content.
+  if (const pugi::xml_attribute id = entry.node.attribute("ID")) {
+    unsigned int value = 0;
+    if (ValueText::Parse(id.value(), value) && value != 0) {
+      frame.handler->SetObjectId(value);
+      if (ISAXReference* reference = frame.handler->GetObjectReference()) {
+        references[value] = reference;
       }
     }
-    handlers.push_back(std::move(frame));
   }
-  delegated.push_back(delegates);
+  handlers.push_back(std::move(frame));
+  return true;
 }
 
 void SAXReader::Impl::EndElement(bool wasDelegated) {
-  const std::string name = std::move(names.back());
-  names.pop_back();
+  const std::string& name = names[--openCount];
   if (!wasDelegated) {
     handlers.back().handler->HandleEndTag(name);
     return;
@@ -365,39 +399,23 @@ void SAXReader::Impl::EndElement(bool wasDelegated) {
 
 void SAXReader::Impl::Dispatch(ISAXPersistBase* root) {
   handlers.push_back(Frame{root, nullptr});
-  std::vector<bool> delegated;
-  pugi::xml_node node = document.document_element();
-  // Pre-order walk over the elements; text and other nodes are reached through their element.
-  while (node) {
-    StartElement(node, delegated);
-    pugi::xml_node child;
-    if (!skipContent) {
-      child = node.first_child();
-      while (child && child.type() != pugi::node_element)
-        child = child.next_sibling();
+  // Indices of the open elements and whether each delegated its content.
+  std::vector<std::pair<std::uint32_t, bool>> open;
+  const auto closeUntil = [&](std::size_t next) {
+    while (!open.empty() && elements[open.back().first].end <= next) {
+      const bool delegated = open.back().second;
+      open.pop_back();
+      EndElement(delegated);
     }
-    if (child) {
-      node = child;
-      continue;
-    }
-    // Close elements until one has a following element sibling.
-    while (node) {
-      EndElement(delegated.back());
-      delegated.pop_back();
-      if (delegated.empty()) {
-        node = pugi::xml_node();
-        break;
-      }
-      pugi::xml_node next = node.next_sibling();
-      while (next && next.type() != pugi::node_element)
-        next = next.next_sibling();
-      if (next) {
-        node = next;
-        break;
-      }
-      node = node.parent();
-    }
+  };
+  std::size_t index = 0;
+  while (index < elements.size()) {
+    closeUntil(index);
+    const bool delegated = StartElement(index);
+    open.emplace_back(static_cast<std::uint32_t>(index), delegated);
+    index = skipContent ? elements[index].end : index + 1;
   }
+  closeUntil(elements.size());
   handlers.clear();
   current = pugi::xml_node();
 }
@@ -475,9 +493,9 @@ std::string_view SAXReader::GetElementTextView() const {
 
 const std::string& SAXReader::GetParentTagName(int levelsUp) const {
   static const std::string kNone;
-  const auto& names = m_impl->names;
-  if (levelsUp < 0 || static_cast<std::size_t>(levelsUp) >= names.size()) return kNone;
-  return names[names.size() - 1 - static_cast<std::size_t>(levelsUp)];
+  const std::size_t open = m_impl->openCount;
+  if (levelsUp < 0 || static_cast<std::size_t>(levelsUp) >= open) return kNone;
+  return m_impl->names[open - 1 - static_cast<std::size_t>(levelsUp)];
 }
 
 std::optional<std::string_view> SAXReader::GetAttribute(std::string_view name) const {
@@ -492,14 +510,7 @@ bool SAXReader::CaptureElement(TalSDK::MSaxUnhandledElement& element) {
   impl.skipContent = true;
   element.Clear();
   element.SetSourceLine(impl.LineColumn(impl.OffsetOf(impl.current)).first);
-  {
-    std::string path;
-    for (std::size_t i = 0; i + 1 < impl.names.size(); ++i) {
-      if (!path.empty()) path += '/';
-      path += impl.names[i];
-    }
-    element.SetSourcePath(std::move(path));
-  }
+  element.SetSourcePath(impl.PathOfOpenElements(1));
 
   using Node = TalSDK::MSaxUnhandledElement::Node;
   bool valid = true;
