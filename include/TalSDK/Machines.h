@@ -32,3 +32,12 @@
 #include "TalSDK/MachinesExport.h"
 #include "persistence/FieldTable.h"
 #include "persistence/ValueTags.h"
+
+// Machine geometry blocks.
+#include "platform/MachineZCompensation.h"
+
+// The machine definition and its file.
+#include "machine/MachineFile.h"
+#include "machine/MachineParameters.h"
+#include "machine/MachineParametersSaxRead.h"
+#include "machine/MachineParametersSaxWrite.h"

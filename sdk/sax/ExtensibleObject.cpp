@@ -130,6 +130,16 @@ void RecursiveInsertNodes(MSaxPersistExtensibleObject::NodeList& nodes,
   nodes.insert(nodes.end(), inner.begin(), inner.end());
 }
 
+void SetOperatingModeOfAllNodes(MSaxPersistExtensibleObject& root,
+                                const MSaxPersistExtensibleObject::OperatingMode& mode) {
+  root.SetOperatingMode(mode);
+  // The nodes are listed as const references, but they are parts of `root`, which the caller
+  // may change.
+  for (const MSaxPersistExtensibleObject& node : root.GetExtensibleObjectNodes()) {
+    const_cast<MSaxPersistExtensibleObject&>(node).SetOperatingMode(mode);
+  }
+}
+
 void GetUntraceableIDs(const MSaxPersistExtensibleObject::ElementList& elements,
                        std::map<unsigned int, const ISAXReference*>& ids) {
   for (const MSaxUnhandledElement& element : elements) {

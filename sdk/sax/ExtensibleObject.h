@@ -145,6 +145,11 @@ TALSDK_SDK_EXPORT void RecursiveInsertNodes(
 TALSDK_SDK_EXPORT void RecursiveInsertNodes(MSaxPersistExtensibleObject::NodeList& nodes,
                                             const MSaxPersistExtensibleObject& object);
 
+// Sets the operating mode of `root` and of every node it lists (GetExtensibleObjectNodes), so
+// that one mode holds for a whole tree of objects.
+TALSDK_SDK_EXPORT void SetOperatingModeOfAllNodes(
+    MSaxPersistExtensibleObject& root, const MSaxPersistExtensibleObject::OperatingMode& mode);
+
 // Collects the object ids used inside kept elements: every element (at any depth) with an
 // attribute ID whose value is a decimal unsigned number. Such ids belong to no object the
 // program knows, so they map to null.

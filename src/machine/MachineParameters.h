@@ -1,0 +1,50 @@
+#pragma once
+// The whole definition of a machine: every settings block, the support profiles and the
+// machine's name. Callers change the public blocks directly and load or save the machine
+// with TalAM::LoadFromTMCF / TalAM::SaveToTMCF (machine/MachineFile.h).
+
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "TalSDK/MachinesExport.h"
+#include "platform/MachineZCompensation.h"
+#include "sdk/sax/ExtensibleObject.h"
+#include "sdk/support/SupportGlobal.h"
+
+namespace TalAM {
+
+// The length unit a machine is defined in.
+enum MachineUnit : std::int32_t { eMillimetre = 0, eInch = 1 };
+
+class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExtensibleObject {
+ public:
+  // Named "Untitled"; the unit follows the process-wide unit factor.
+  MachineParameters();
+  MachineParameters(const MachineParameters&);
+  MachineParameters(MachineParameters&&) noexcept;
+  MachineParameters& operator=(const MachineParameters&);
+  MachineParameters& operator=(MachineParameters&&) noexcept;
+  ~MachineParameters() override;
+
+  bool operator==(const MachineParameters& other) const;
+  bool operator!=(const MachineParameters& other) const { return !(other == *this); }
+
+  std::wstring GetName() const { return m_name; }
+  void SetName(const std::wstring& name) { m_name = name; }
+
+  // The machine and every extensible object inside it, in a fixed order.
+  NodeList GetExtensibleObjectNodes() const override;
+
+  std::wstring m_materialName;
+  std::wstring m_comments;
+  std::int32_t m_unit;  // a MachineUnit: 0 millimetre, 1 inch
+  TalSDK::SupportGeneration::MSupportGlobal m_support;
+  std::list<TalSDK::SupportGeneration::MSupportGlobal> m_supportProfiles;
+  MSAXMachineZCompensation m_zCompensationParameters;
+
+ private:
+  std::wstring m_name = L"Untitled";
+};
+
+}  // namespace TalAM

@@ -1,0 +1,51 @@
+#pragma once
+// Reads the content of the "Machine" element of a machine file into a MachineParameters: the
+// top-level values itself, each block through the block's own reader.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "TalSDK/MachinesExport.h"
+#include "machine/MachineParameters.h"
+#include "sdk/sax/SAXPersist.h"
+
+namespace TalAM {
+
+class TALSDK_MACHINES_EXPORT MachineParametersSaxRead : public ISAXPersistHelper {
+ public:
+  // What a load does with elements the machine does not know.
+  enum LoadPolicyUnhandledElements : std::int32_t {
+    IgnoreUnhandledElements = 0,          // drop them
+    KeepUnhandledElements = 1,            // keep them (and write them back on saving)
+    RejectRequiredUnhandledElements = 2,  // keep them, but fail when one is marked required
+  };
+
+  explicit MachineParametersSaxRead(MachineParameters& machine);
+  ~MachineParametersSaxRead() override;
+  MachineParametersSaxRead(const MachineParametersSaxRead&) = delete;
+  MachineParametersSaxRead& operator=(const MachineParametersSaxRead&) = delete;
+
+  void SetDefaults() override;
+  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
+  void HandleEndTag(std::string_view tagName) override;
+
+  // The kept elements marked required, anywhere in the machine.
+  void GetRequiredUnhandledElementDescriptions(
+      std::vector<TalSDK::MSaxUnhandledElementDescription>& descriptions) const;
+  void GetRequiredUnhandledElementMessage(std::wstring& message) const;
+
+ private:
+  // The reader of the block being read, owned for the length of its element. The numbering
+  // is that of the kinds of block readers a machine file needs.
+  enum class ChildKind : int { None = 0, SupportSettings = 1 };
+
+  void SetChild(ChildKind kind, std::unique_ptr<ISAXPersistBase> child);
+
+  MachineParameters& m_machine;
+  ChildKind m_childKind = ChildKind::None;
+  std::unique_ptr<ISAXPersistBase> m_child;
+};
+
+}  // namespace TalAM
