@@ -1,0 +1,301 @@
+#include "machine/MachineFile.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <string>
+
+#include "sdk/common/Units.h"
+#include "support/TestSupport.h"
+
+using TalAM::LoadFromTMCF;
+using TalAM::MachineParameters;
+using TalAM::SaveToTMCF;
+using Policy = TalAM::MachineParametersSaxRead::LoadPolicyUnhandledElements;
+using ::testing::HasSubstr;
+
+namespace {
+
+constexpr Policy kKeep = TalAM::MachineParametersSaxRead::KeepUnhandledElements;
+constexpr Policy kIgnore = TalAM::MachineParametersSaxRead::IgnoreUnhandledElements;
+constexpr Policy kReject = TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements;
+
+class MachineFileTest : public ::testing::Test {
+ protected:
+  std::wstring Write(std::string_view name, std::string_view content) {
+    const auto path = m_dir.File(name);
+    TestSupport::WriteFile(path, content);
+    return path.wstring();
+  }
+  std::wstring Machine(std::string_view name, std::string_view content) {
+    return Write(name, std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Machine>\n") +
+                           std::string(content) + "\n</Machine>\n");
+  }
+  TestSupport::TempDirectory m_dir;
+};
+
+// Every element this version writes, in order, for a machine with two support profiles.
+const char* const kFullMachine =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<Machine>\n"
+    "  <Name>Cell 4 &amp; 5</Name>\n"
+    "  <Comments>first&#13;\nsecond</Comments>\n"
+    "  <Material>\n"
+    "    <Name>Ti6Al4V</Name>\n"
+    "  </Material>\n"
+    "  <Unit>Inch</Unit>\n"
+    "  <ZCompensation>-250</ZCompensation>\n"
+    "  <SupportProfilesVector>\n"
+    "    <SupportProfile>\n"
+    "      <ProfileName>A</ProfileName>\n"
+    "    </SupportProfile>\n"
+    "    <SupportProfile>\n"
+    "      <ProfileName>B</ProfileName>\n"
+    "      <Lattice spacing=\"0.8\"/>\n"
+    "    </SupportProfile>\n"
+    "  </SupportProfilesVector>\n"
+    "  <Support>\n"
+    "    <ProfileName>A</ProfileName>\n"
+    "  </Support>\n"
+    "  <ZCompensationParameters>\n"
+    "    <ZCompensationValue>-250</ZCompensationValue>\n"
+    "    <PreserveThin>10</PreserveThin>\n"
+    "    <PreserveSmallFeatures>false</PreserveSmallFeatures>\n"
+    "    <RemoveSelfIteractions>true</RemoveSelfIteractions>\n"
+    "    <ZCompType>3</ZCompType>\n"
+    "    <SaveZCompToPartName>true</SaveZCompToPartName>\n"
+    "    <UseAngleBasedFactor>false</UseAngleBasedFactor>\n"
+    "    <FilterSharpTriangles>true</FilterSharpTriangles>\n"
+    "    <AngleFactorArray>\n"
+    "      <AngleFactor>1000</AngleFactor>\n"
+    "      <AngleFactor>-1</AngleFactor>\n"
+    "    </AngleFactorArray>\n"
+    "  </ZCompensationParameters>\n"
+    "  <FromANewerVersion level=\"2\">\n"
+    "    <Inner>text</Inner>\n"
+    "  </FromANewerVersion>\n"
+    "</Machine>\n";
+
+MachineParameters FullMachine() {
+  MachineParameters m;
+  m.SetName(L"Cell 4 & 5");
+  m.m_comments = L"first\r\nsecond";
+  m.m_materialName = L"Ti6Al4V";
+  m.m_unit = TalAM::eInch;
+  m.m_zCompensationParameters.m_zCompensationValue = -250;
+  m.m_zCompensationParameters.m_removeSelfIteractions = true;
+  m.m_zCompensationParameters.m_zCompType = 3;
+  m.m_zCompensationParameters.m_angleFactors = {1000, -1};
+  m.m_supportProfiles.emplace_back().SetSetting("ProfileName", "A");
+  auto& b = m.m_supportProfiles.emplace_back();
+  b.SetSetting("ProfileName", "B");
+  TalSDK::MSaxUnhandledElement lattice("Lattice");
+  auto node = lattice.GetNodes().front();
+  node.attributes.push_back({"spacing", "0.8"});
+  TalSDK::MSaxUnhandledElement withAttribute;
+  withAttribute.AppendNode(node);
+  b.AppendSetting(withAttribute);
+  m.m_support.SetSetting("ProfileName", "A");
+  TalSDK::MSaxUnhandledElement newer;
+  newer.AppendNode({TalSDK::MSaxUnhandledElement::Node::Kind::Element,
+                    0,
+                    "FromANewerVersion",
+                    {{"level", "2"}}});
+  newer.AppendNode({TalSDK::MSaxUnhandledElement::Node::Kind::Element, 1, "Inner", {}});
+  newer.AppendNode({TalSDK::MSaxUnhandledElement::Node::Kind::Text, 2, "text", {}});
+  m.AddUnhandledElement(newer);
+  return m;
+}
+
+}  // namespace
+
+TEST_F(MachineFileTest, WritesEveryElementInTheFixedOrder) {
+  const auto path = m_dir.File("full.xml");
+  std::wstring message = L"untouched";
+  ASSERT_TRUE(SaveToTMCF(FullMachine(), path.wstring().c_str(), message));
+  EXPECT_EQ(message, L"untouched");
+  EXPECT_EQ(TestSupport::ReadFile(path), kFullMachine);
+
+  MachineParameters read;
+  ASSERT_TRUE(LoadFromTMCF(read, path.wstring().c_str(), message, kKeep)) << message;
+  EXPECT_TRUE(read == FullMachine());
+}
+
+TEST_F(MachineFileTest, DefaultMachineAndEquality) {
+  const MachineParameters m;
+  EXPECT_EQ(m.GetName(), L"Untitled");
+  EXPECT_TRUE(m.m_materialName.empty() && m.m_comments.empty());
+  EXPECT_EQ(m.m_unit, TalAM::eMillimetre);
+  {
+    TalSDK::Common::ScopedConversionFactor inches(25.4);
+    EXPECT_EQ(MachineParameters().m_unit, TalAM::eInch);
+  }
+
+  // The order of the support profiles matters, and so do kept elements.
+  MachineParameters ab = FullMachine();
+  MachineParameters ba = ab;
+  ba.m_supportProfiles.reverse();
+  EXPECT_FALSE(ab == ba);
+  EXPECT_TRUE(ab != ba);
+  MachineParameters withoutKept = ab;
+  withoutKept.ClearUnhandledElements();
+  EXPECT_FALSE(ab == withoutKept);
+  MachineParameters renamed = ab;
+  renamed.SetName(L"Other");
+  EXPECT_FALSE(ab == renamed);
+  MachineParameters moved = std::move(renamed);
+  EXPECT_EQ(moved.GetName(), L"Other");
+}
+
+TEST_F(MachineFileTest, TopLevelDispatch) {
+  struct Case {
+    const char* content;
+    std::wstring name, material;
+    std::int32_t unit, zCompensation;
+    std::size_t profiles, kept, refused;
+  };
+  const Case cases[] = {
+      // "Name" inside "Material" is the material, outside it the machine's name.
+      {"<Material><Name>Steel</Name></Material><Name>M</Name>", L"M", L"Steel", 0, 1000, 0, 0, 0},
+      // A top-level "Name" that does not read leaves the name as it was.
+      {"<Name>bad &#1;</Name>", L"Untitled", L"", 0, 1000, 0, 0, 1},
+      // Only "Mm" and "Inch" are units; another text leaves the unit and is refused.
+      {"<Unit>Inch</Unit><Unit>Metre</Unit>", L"Untitled", L"", 1, 1000, 0, 0, 1},
+      // An unreadable "ZCompensation" is ignored, not refused.
+      {"<ZCompensation>5x</ZCompensation>", L"Untitled", L"", 0, 1000, 0, 0, 0},
+      {"<ZCompensation>7</ZCompensation>", L"Untitled", L"", 0, 7, 0, 0, 0},
+      // Only the profiles of the last "SupportProfilesVector" remain.
+      {"<SupportProfilesVector><SupportProfile/><SupportProfile/></SupportProfilesVector>"
+       "<SupportProfilesVector><SupportProfile/></SupportProfilesVector>",
+       L"Untitled", L"", 0, 1000, 1, 0, 0},
+      // "SupportProfile" outside "SupportProfilesVector" is an unknown element.
+      {"<SupportProfile><X/></SupportProfile>", L"Untitled", L"", 0, 1000, 0, 1, 0},
+  };
+  int index = 0;
+  for (const Case& c : cases) {
+    MachineParameters m;
+    std::wstring message;
+    std::vector<TalSAX::SAXWarning> refused;
+    const auto path = Machine("case" + std::to_string(index++) + ".xml", c.content);
+    ASSERT_TRUE(LoadFromTMCF(m, path.c_str(), message, kKeep, refused)) << c.content;
+    EXPECT_EQ(m.GetName(), c.name) << c.content;
+    EXPECT_EQ(m.m_materialName, c.material) << c.content;
+    EXPECT_EQ(m.m_unit, c.unit) << c.content;
+    EXPECT_EQ(m.m_zCompensationParameters.m_zCompensationValue, c.zCompensation) << c.content;
+    EXPECT_EQ(m.m_supportProfiles.size(), c.profiles) << c.content;
+    EXPECT_EQ(m.GetUnhandledElements().size(), c.kept) << c.content;
+    EXPECT_EQ(refused.size(), c.refused) << c.content;
+  }
+}
+
+TEST_F(MachineFileTest, RootElements) {
+  MachineParameters wrapped;
+  ASSERT_TRUE(LoadFromTMCF(wrapped,
+                           Write("wrapped.xml",
+                                 "<tal:ProjectFile xmlns:tal=\"urn:x\"><Machine><Name>W</Name>"
+                                 "</Machine></tal:ProjectFile>")
+                               .c_str(),
+                           kKeep));
+  EXPECT_EQ(wrapped.GetName(), L"W");
+
+  MachineParameters other;
+  std::wstring message = L"untouched";
+  EXPECT_TRUE(LoadFromTMCF(other, Write("other.xml", "<Printer><Name>P</Name></Printer>").c_str(),
+                           message, kKeep));
+  EXPECT_TRUE(other == MachineParameters());
+  EXPECT_EQ(message, L"untouched");
+}
+
+TEST_F(MachineFileTest, PoliciesForUnknownElementsAtEveryDepth) {
+  const std::string requiredAtTop =
+      "<New required=\"true\"/><ZCompensationParameters><Deep><x/></Deep>"
+      "</ZCompensationParameters>";
+  const std::string requiredInBlock =
+      "<New/><ZCompensationParameters><Deep required=\"true\"><x/></Deep>"
+      "</ZCompensationParameters>";
+  const std::string noneRequired =
+      "<New required=\"false\"/><ZCompensationParameters><Deep/></ZCompensationParameters>";
+  struct Case {
+    const std::string* content;
+    Policy policy;
+    bool ok;
+    std::size_t kept;  // kept elements in the whole machine
+  };
+  const Case cases[] = {
+      {&requiredAtTop, kIgnore, true, 0},  {&requiredAtTop, kKeep, true, 2},
+      {&requiredAtTop, kReject, false, 2}, {&requiredInBlock, kIgnore, true, 0},
+      {&requiredInBlock, kKeep, true, 2},  {&requiredInBlock, kReject, false, 2},
+      {&noneRequired, kReject, true, 2},   {&noneRequired, kIgnore, true, 0},
+  };
+  int index = 0;
+  for (const Case& c : cases) {
+    const std::wstring path = Machine("p" + std::to_string(index++) + ".xml", *c.content);
+    MachineParameters m;
+    std::wstring message;
+    EXPECT_EQ(LoadFromTMCF(m, path.c_str(), message, c.policy), c.ok) << *c.content;
+    EXPECT_EQ(m.GetUnhandledElementsFromAllNodes().size(), c.kept) << *c.content;
+    if (!c.ok) {
+      EXPECT_EQ(message, L"Error while reading machine file '" + path +
+                             L"'\nRequired unhandled elements found.");
+    }
+    // What a load keeps, a save writes back: a second load finds the same.
+    if (c.ok && c.kept > 0) {
+      const auto copy = m_dir.File("copy.xml").wstring();
+      ASSERT_TRUE(SaveToTMCF(m, copy.c_str()));
+      MachineParameters again;
+      ASSERT_TRUE(LoadFromTMCF(again, copy.c_str(), kKeep));
+      EXPECT_TRUE(again == m);
+    }
+  }
+}
+
+TEST_F(MachineFileTest, LoadFailuresAndTheirMessages) {
+  const std::wstring valid = Machine("valid.xml", "<Name>V</Name>");
+  struct Case {
+    std::wstring path;
+    int policy;
+    std::wstring expected;  // substring of the message
+  };
+  const Case cases[] = {
+      {valid, 3,
+       L"_LoadFromTMCF, _GetExtensibleObjectOperatingMode : unexpected "
+       L"MachineParametersSaxRead::LoadPolicyUnhandledElements enum"},
+      {valid, -1, L"unexpected MachineParametersSaxRead::LoadPolicyUnhandledElements enum"},
+      {m_dir.File("missing.xml").wstring(), kKeep, L"missing.xml"},
+      {m_dir.Path().wstring(), kKeep, L"not a regular file"},
+      {Write("text.xml", "not xml at all"), kKeep, L"text.xml:1:"},
+      {Write("truncated.xml", "<Machine>\n<Name>T</Name>\n<Comm"), kKeep, L"truncated.xml:3:"},
+  };
+  for (const Case& c : cases) {
+    MachineParameters m;
+    std::wstring message;
+    EXPECT_FALSE(LoadFromTMCF(m, c.path.c_str(), message, static_cast<Policy>(c.policy))) << c.path;
+    EXPECT_THAT(message, HasSubstr(c.expected)) << c.path;
+    EXPECT_FALSE(LoadFromTMCF(m, c.path.c_str(), static_cast<Policy>(c.policy)));
+  }
+}
+
+TEST_F(MachineFileTest, SaveFailures) {
+  // A file that cannot be created: false and no message.
+  std::wstring message = L"untouched";
+  EXPECT_FALSE(SaveToTMCF(MachineParameters(), m_dir.Path().wstring().c_str(), message));
+  EXPECT_FALSE(SaveToTMCF(MachineParameters(), (m_dir.Path() / "no" / "dir.xml").wstring().c_str(),
+                          message));
+  EXPECT_EQ(message, L"untouched");
+
+  // A writer error: the message names the element, and no file is left behind.
+  MachineParameters bad;
+  bad.m_comments = std::wstring(L"surrogate ") + static_cast<wchar_t>(0xD800);
+  const auto path = m_dir.File("bad.xml");
+  EXPECT_FALSE(SaveToTMCF(bad, path.wstring().c_str(), message));
+  EXPECT_THAT(message, HasSubstr(L"Machine/Comments"));
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_FALSE(SaveToTMCF(bad, path.wstring().c_str()));
+
+  // A full disk: the error surfaces and the device is left alone.
+  EXPECT_FALSE(SaveToTMCF(FullMachine(), L"/dev/full", message));
+  EXPECT_THAT(message, HasSubstr(L"No space left"));
+  EXPECT_TRUE(std::filesystem::exists("/dev/full"));
+}
