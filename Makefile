@@ -21,7 +21,8 @@ test: build
 	ctest --preset $(PRESET) -j2
 
 demo: build
-	$(BUILD_DIR)/examples/roundtrip_example
+	$(BUILD_DIR)/tools/tal-machine show examples/machines/example-machine.xml
+	$(BUILD_DIR)/tools/tal-machine check examples/machines/example-machine.xml
 
 asan-test:
 	$(MAKE) test PRESET=asan

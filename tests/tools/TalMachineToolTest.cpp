@@ -1,0 +1,236 @@
+// tal-machine run through the shell: exit status, standard output and standard error.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using TestSupport::ReadFile;
+using TestSupport::TempDirectory;
+using TestSupport::WriteFile;
+
+struct Result {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string ShellQuoted(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) {
+    quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  }
+  return quoted + "'";
+}
+
+// Runs tal-machine in the test data directory, so that messages name files as given.
+Result RunTool(const std::vector<std::string>& args) {
+  const TempDirectory capture;
+  std::string command = "cd " + ShellQuoted(TOOL_TEST_DATA) + " && " + ShellQuoted(TAL_MACHINE);
+  for (const auto& arg : args) {
+    command += " " + ShellQuoted(arg);
+  }
+  command += " >" + ShellQuoted(capture.File("out")) + " 2>" + ShellQuoted(capture.File("err"));
+  const int raw = std::system(command.c_str());
+  Result result;
+  result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  result.out = ReadFile(capture.File("out"));
+  result.err = ReadFile(capture.File("err"));
+  return result;
+}
+
+std::size_t Lines(const std::string& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+std::set<std::string> Entries(const fs::path& directory) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    names.insert(entry.path().filename().string());
+  }
+  return names;
+}
+
+// One invocation; every pattern (a regular expression) must be found in its stream.
+struct Case {
+  const char* name;
+  std::vector<std::string> args;
+  int status;
+  std::vector<std::string> out;
+  std::vector<std::string> err;
+  std::size_t errLines;
+};
+
+class TalMachineToolRun : public testing::TestWithParam<Case> {};
+
+TEST_P(TalMachineToolRun, StatusAndMessages) {
+  const Case& c = GetParam();
+  const Result result = RunTool(c.args);
+  EXPECT_EQ(result.status, c.status) << result.err;
+  for (const auto& pattern : c.out) {
+    EXPECT_TRUE(std::regex_search(result.out, std::regex(pattern))) << pattern << "\nnot in:\n"
+                                                                    << result.out;
+  }
+  for (const auto& pattern : c.err) {
+    EXPECT_TRUE(std::regex_search(result.err, std::regex(pattern))) << pattern << "\nnot in:\n"
+                                                                    << result.err;
+  }
+  EXPECT_EQ(Lines(result.err), c.errLines) << result.err;
+}
+
+const std::string kExample = EXAMPLE_MACHINE;
+
+const Case kCases[] = {
+    {"ShowExample",
+     {"show", kExample},
+     0,
+     {"Name: +M2 Cusing 250\n", "Material: +316L stainless steel\n",
+      "Comments: +Two-laser powder-bed machine, hall B\\.\n +Recalibrated 2026-10-02\\.\n",
+      "Unit: +millimetre\n", "  Value: +1200\n", "  Type: +1\n",
+      "Angle factors: +1 0\\.74 0\\.5 0\\.293 0\\.134 0\\.034 0\n",
+      "Support settings: +2 \\(ProfileName, Lattice\\)\n", "Profile 2: +Block, heavy parts\n",
+      "Kept unknown elements: +1\n  Machine/AdaptiveLayerThickness, line 50, not required\n"},
+     {},
+     0},
+    {"ShowIgnoring", {"show", "--policy", "ignore", kExample}, 0, {"elements: +0\n"}, {}, 0},
+    {"CheckExample", {"check", kExample}, 0, {"example-machine.xml: OK"}, {}, 0},
+    {"CheckRefused",
+     {"check", "bad-unit.xml"},
+     1,
+     {},
+     {"^bad-unit.xml:4:3: error: refused element Machine/Unit, text 'Metre'\n",
+      "\nbad-unit.xml:6:5: error: .*/ZCompensationParameters/PreserveThin, text 'thin'\n"},
+     2},
+    {"ShowRefused",
+     {"show", "bad-unit.xml"},
+     0,
+     {"Unit: +millimetre\n"},
+     {"bad-unit.xml:4:3: warning: refused element Machine/Unit"},
+     2},
+    {"CheckRequired",
+     {"check", "required-element.xml"},
+     1,
+     {},
+     {"^required-element.xml:7: error: unknown required element .*/LaserOffset\n"
+      "required-element.xml:9: error: unknown required element Machine/Recoater\n",
+      "\ntal-machine: Error while reading machine file 'required-element.xml': "
+      "Required unhandled elements found\\.\n$"},
+     3},
+    {"ShowKeepingRequired",
+     {"show", "--policy", "keep", "required-element.xml"},
+     0,
+     {"Unit: +inch\n", "  Value: +900\n",
+      "  Machine/ZCompensationParameters/LaserOffset, line 7, required\n"
+      "  Machine/Recoater, line 9, required\n"},
+     {},
+     0},
+    {"ShowRejectingRequired",
+     {"show", "--policy", "reject-required", "required-element.xml"},
+     1,
+     {},
+     {"Required unhandled elements found"},
+     1},
+    // A file that cannot be loaded: one line naming it.
+    {"ShowMissingFile", {"show", "no-such.xml"}, 1, {}, {"'no-such.xml'"}, 1},
+    {"CheckDirectory", {"check", "../data"}, 1, {}, {"'../data'"}, 1},
+    {"CheckNotXml", {"check", "not-xml.txt"}, 1, {}, {"not-xml.txt"}, 1},
+    // Usage errors: one line, status 2.
+    {"NoCommand", {}, 2, {}, {"a command is required"}, 1},
+    {"UnknownCommand", {"frob", kExample}, 2, {}, {"unknown command 'frob'"}, 1},
+    {"UnknownUnit", {"new", "/nonexistent/m.xml", "--unit", "metre"}, 2, {}, {"metre"}, 1},
+    {"UnknownPolicy", {"show", "--policy", "foo", kExample}, 2, {}, {"foo"}, 1},
+    {"MissingFile", {"show"}, 2, {}, {"FILE"}, 1},
+    {"PathNotUtf8", {"show", "\xFF.xml"}, 2, {}, {"UTF-8"}, 1},
+    {"MissingOutput", {"convert", kExample}, 2, {}, {"OUT"}, 1},
+    {"Version", {"--version"}, 0, {"^" TALSDK_VERSION "\n$"}, {}, 0},
+    {"CommandHelp", {"check", "--help"}, 0, {"--policy", "reject-required"}, {}, 0},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, TalMachineToolRun, testing::ValuesIn(kCases),
+                         [](const testing::TestParamInfo<Case>& test) {
+                           return std::string(test.param.name);
+                         });
+
+TEST(TalMachineTool, NewThenShowRoundTrips) {
+  const TempDirectory dir;
+  const struct {
+    std::vector<std::string> options;
+    std::string name, unit;
+  } cases[] = {{{}, "Untitled", "millimetre"},
+               {{"--name", "Büild ⌀250", "--unit", "inch"}, "Büild ⌀250", "inch"},
+               {{"--name", "Two\nlines", "--unit", "mm"}, "Two\\\\nlines", "millimetre"}};
+  for (const auto& c : cases) {
+    std::vector<std::string> args = {"new", dir.File("m.xml").string()};
+    args.insert(args.end(), c.options.begin(), c.options.end());
+    ASSERT_EQ(RunTool(args).status, 0) << c.name;
+    const Result shown = RunTool({"show", dir.File("m.xml").string()});
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_TRUE(std::regex_search(shown.out, std::regex("Name: +" + c.name + "\n"))) << shown.out;
+    EXPECT_TRUE(std::regex_search(shown.out, std::regex("Unit: +" + c.unit + "\n"))) << shown.out;
+  }
+}
+
+TEST(TalMachineTool, ConvertWritesWhatNewWrote) {
+  const TempDirectory dir;
+  const auto created = dir.File("new.xml"), converted = dir.File("converted.xml");
+  ASSERT_EQ(RunTool({"new", created, "--name", "Twin", "--unit", "inch"}).status, 0);
+  // A new file gets the usual permissions; a replaced one keeps its own.
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  EXPECT_EQ(fs::status(created).permissions(), fs::perms(0666 & ~mask));
+  WriteFile(converted, "older content");
+  fs::permissions(converted, fs::perms(0640));
+
+  const Result result = RunTool({"convert", created, converted});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(ReadFile(converted), ReadFile(created));
+  EXPECT_EQ(fs::status(converted).permissions(), fs::perms(0640));
+  EXPECT_EQ(Entries(dir.Path()), (std::set<std::string>{"new.xml", "converted.xml"}));
+}
+
+TEST(TalMachineTool, FailedWriteLeavesExistingFileAndNoTemporary) {
+  const TempDirectory dir;
+  const auto out = dir.File("out.xml").string();
+  const std::vector<std::string> commands[] = {
+      {"convert", "not-xml.txt", out},
+      {"convert", "--policy", "reject-required", "required-element.xml", out},
+      {"new", out, "--name", "bell \x07"},  // XML cannot hold the character
+  };
+  for (const auto& args : commands) {
+    WriteFile(out, "previous content");
+    const Result result = RunTool(args);
+    EXPECT_EQ(result.status, 1) << args.front();
+    EXPECT_EQ(Lines(result.err), 1u) << result.err;
+    EXPECT_EQ(ReadFile(out), "previous content");
+    EXPECT_EQ(Entries(dir.Path()), std::set<std::string>{"out.xml"});
+  }
+  EXPECT_NE(RunTool({"new", out, "--name", "bell \x07"}).err.find("'" + out + "'"),
+            std::string::npos);
+}
+
+TEST(TalMachineTool, ConvertIntoMissingDirectoryFails) {
+  const TempDirectory dir;
+  WriteFile(dir.File("plain-file"), "");
+  for (const auto& out : {dir.File("missing/out.xml"), dir.File("plain-file/out.xml")}) {
+    const Result result = RunTool({"convert", kExample, out});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(Lines(result.err), 1u) << result.err;
+    EXPECT_NE(result.err.find(out.string()), std::string::npos) << result.err;
+  }
+  EXPECT_EQ(Entries(dir.Path()), std::set<std::string>{"plain-file"});
+}
+
+}  // namespace

@@ -1,0 +1,176 @@
+#include "Commands.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "Summary.h"
+#include "Text.h"
+
+namespace TalMachineTool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void Error(std::string_view line) {
+  std::cerr << "tal-machine: " << line << '\n';
+}
+
+std::string Quoted(std::string_view path) {
+  return "'" + Printable(path) + "'";
+}
+
+struct LoadResult {
+  bool loaded = false;
+  std::string message;  // on one line; empty when loaded
+  std::vector<TalSAX::SAXWarning> refused;
+};
+
+LoadResult Load(TalAM::MachineParameters& machine, const std::string& file, Policy policy) {
+  LoadResult result;
+  std::wstring message;
+  result.loaded = TalAM::LoadFromTMCF(machine, StringConversion::Utf8ToNative(file).c_str(),
+                                      message, policy, result.refused);
+  if (result.loaded) return result;
+  result.message = OneLine(ToUtf8(message));
+  // The library's messages name the file; ours must as well when one does not.
+  if (result.message.find(file) == std::string::npos) {
+    result.message = "cannot load " + Quoted(file) +
+                     (result.message.empty() ? std::string() : ": " + result.message);
+  }
+  return result;
+}
+
+// "file:12:3: warning: refused element Machine/Unit, text 'Metre'"
+void ReportRefused(const std::string& file, const std::vector<TalSAX::SAXWarning>& refused,
+                   std::string_view severity) {
+  for (const TalSAX::SAXWarning& element : refused) {
+    std::cerr << Printable(file) << ':' << element.line << ':' << element.column << ": " << severity
+              << ": refused element " << Printable(element.path);
+    if (!element.text.empty()) std::cerr << ", text " << Quoted(element.text);
+    std::cerr << '\n';
+  }
+}
+
+// The required elements a load refused, with where they were read.
+void ReportRequired(const std::string& file, const TalAM::MachineParameters& machine) {
+  for (const TalSDK::MSaxUnhandledElement& element : KeptElements(machine)) {
+    if (!element.IsRequired()) continue;
+    std::cerr << Printable(file);
+    if (element.GetSourceLine() > 0) std::cerr << ':' << element.GetSourceLine();
+    std::cerr << ": error: unknown required element " << Printable(KeptElementPath(element))
+              << '\n';
+  }
+}
+
+// The permissions a replacing file gets: those of the file it replaces, else the usual ones
+// for a new file.
+mode_t PermissionsFor(const std::string& target) {
+  struct stat existing {};
+  if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
+    return existing.st_mode & 07777;
+  }
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+// Saves through a temporary file beside `target`, renamed over it only once complete, so
+// that a failed save leaves an existing target as it was and no temporary behind.
+bool SaveReplacing(const TalAM::MachineParameters& machine, const std::string& target) {
+  const fs::path targetPath(target);
+  std::string temporary =
+      (targetPath.parent_path() / ("." + targetPath.filename().string() + ".XXXXXX")).string();
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) {
+    Error("cannot write " + Quoted(target) + ": " + std::strerror(errno));
+    return false;
+  }
+  ::fchmod(fd, PermissionsFor(target));
+  ::close(fd);
+
+  std::error_code ignored;
+  std::wstring message;
+  if (!TalAM::SaveToTMCF(machine, StringConversion::Utf8ToNative(temporary).c_str(), message)) {
+    fs::remove(temporary, ignored);
+    // The message names the temporary file; the user knows only the target.
+    std::string text = OneLine(ToUtf8(message));
+    for (std::size_t at = text.find(temporary); at != std::string::npos;
+         at = text.find(temporary, at + target.size())) {
+      text.replace(at, temporary.size(), target);
+    }
+    Error(text.empty() ? "cannot write " + Quoted(target) : text);
+    return false;
+  }
+  std::error_code error;
+  fs::rename(temporary, targetPath, error);
+  if (error) {
+    fs::remove(temporary, ignored);
+    Error("cannot replace " + Quoted(target) + ": " + error.message());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit unit) {
+  TalAM::MachineParameters machine;
+  machine.SetName(StringConversion::Utf8ToNative(name));
+  machine.m_unit = unit;
+  return SaveReplacing(machine, file) ? kSuccess : kFailure;
+}
+
+int RunShow(const std::string& file, Policy policy) {
+  TalAM::MachineParameters machine;
+  const LoadResult result = Load(machine, file, policy);
+  ReportRefused(file, result.refused, "warning");
+  if (!result.loaded) {
+    Error(result.message);
+    return kFailure;
+  }
+  PrintSummary(std::cout, file, machine);
+  return kSuccess;
+}
+
+int RunCheck(const std::string& file, Policy policy) {
+  TalAM::MachineParameters machine;
+  const LoadResult result = Load(machine, file, policy);
+  ReportRefused(file, result.refused, "error");
+  if (!result.loaded) {
+    if (policy == TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements) {
+      ReportRequired(file, machine);
+    }
+    Error(result.message);
+    return kFailure;
+  }
+  if (!result.refused.empty()) return kFailure;
+  std::cout << Printable(file) << ": OK";
+  const std::size_t kept = machine.GetUnhandledElementsFromAllNodes().size();
+  if (kept > 0) {
+    std::cout << " (" << kept << " unknown element" << (kept == 1 ? "" : "s") << " kept)";
+  }
+  std::cout << '\n';
+  return kSuccess;
+}
+
+int RunConvert(const std::string& in, const std::string& out, Policy policy) {
+  TalAM::MachineParameters machine;
+  const LoadResult result = Load(machine, in, policy);
+  ReportRefused(in, result.refused, "warning");
+  if (!result.loaded) {
+    Error(result.message);
+    return kFailure;
+  }
+  return SaveReplacing(machine, out) ? kSuccess : kFailure;
+}
+
+}  // namespace TalMachineTool

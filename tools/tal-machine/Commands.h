@@ -1,0 +1,24 @@
+#pragma once
+// The commands of tal-machine. Each returns the exit status and writes its errors to stderr,
+// one line each.
+
+#include <TalSDK/Machines.h>
+
+#include <string>
+
+namespace TalMachineTool {
+
+using Policy = TalAM::MachineParametersSaxRead::LoadPolicyUnhandledElements;
+
+enum ExitStatus : int { kSuccess = 0, kFailure = 1, kUsageError = 2 };
+
+// Writes a default machine named `name` in `unit`.
+int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit unit);
+// Prints a summary of the machine; refused elements are reported as warnings.
+int RunShow(const std::string& file, Policy policy);
+// Reports every problem of the load; fails when the load fails or refuses any element.
+int RunCheck(const std::string& file, Policy policy);
+// Loads `in` and saves it as `out`; an existing `out` is replaced only by a complete file.
+int RunConvert(const std::string& in, const std::string& out, Policy policy);
+
+}  // namespace TalMachineTool

@@ -1,0 +1,23 @@
+#pragma once
+// The readable summary `tal-machine show` prints: the machine's identity, then each block
+// with its key values, the support profiles and the unknown elements the load kept.
+
+#include <TalSDK/Machines.h>
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+namespace TalMachineTool {
+
+// The unknown elements the machine kept, in the order of the file.
+TalSDK::MSaxPersistExtensibleObject::ElementList KeptElements(
+    const TalAM::MachineParameters& machine);
+
+// Where a kept element was read, the element included: "Machine/AdaptiveLayerThickness".
+std::string KeptElementPath(const TalSDK::MSaxUnhandledElement& element);
+
+void PrintSummary(std::ostream& out, std::string_view file,
+                  const TalAM::MachineParameters& machine);
+
+}  // namespace TalMachineTool

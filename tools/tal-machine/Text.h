@@ -1,0 +1,23 @@
+#pragma once
+// Text helpers of tal-machine: conversion between the wide strings of the library and the
+// UTF-8 of the terminal, and shaping text so that each message stays on one line.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace TalMachineTool {
+
+// UTF-8 of a wide string; a value that is not a Unicode scalar value becomes U+FFFD.
+std::string ToUtf8(std::wstring_view text);
+
+// The lines of `text`, split at LF, CR LF and lone CR.
+std::vector<std::string_view> SplitLines(std::string_view text);
+
+// `text` with control characters shown as escapes (\n, \r, \x01, ...); tabs stay.
+std::string Printable(std::string_view text);
+
+// A message on one line: its non-empty lines joined with ": ", control characters escaped.
+std::string OneLine(std::string_view text);
+
+}  // namespace TalMachineTool
