@@ -34,7 +34,12 @@
 #include "persistence/ValueTags.h"
 
 // Machine geometry blocks.
+#include "platform/MachineEnvelope.h"
+#include "platform/MachineLaserOverlaps.h"
+#include "platform/MachinePlatform.h"
+#include "platform/MachinePlatformStl.h"
 #include "platform/MachineZCompensation.h"
+#include "platform/PlatformTypes.h"
 
 // The machine definition and its file.
 #include "machine/MachineFile.h"

@@ -28,7 +28,7 @@ bool MachineParameters::operator==(const MachineParameters& other) const {
   // In this order, stopping at the first difference; the kept elements come last.
   return m_materialName == other.m_materialName && m_comments == other.m_comments &&
          m_unit == other.m_unit && m_support == other.m_support &&
-         m_supportProfiles == other.m_supportProfiles &&
+         m_supportProfiles == other.m_supportProfiles && m_platform == other.m_platform &&
          m_zCompensationParameters == other.m_zCompensationParameters && m_name == other.m_name &&
          MSaxPersistExtensibleObject::operator==(other);
 }
@@ -36,7 +36,7 @@ bool MachineParameters::operator==(const MachineParameters& other) const {
 MachineParameters::NodeList MachineParameters::GetExtensibleObjectNodes() const {
   NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
   TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(
-      nodes, {m_zCompensationParameters, m_support});
+      nodes, {m_platform, m_zCompensationParameters, m_support});
   for (const auto& profile : m_supportProfiles) {
     TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, profile);
   }

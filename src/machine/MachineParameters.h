@@ -8,6 +8,7 @@
 #include <string>
 
 #include "TalSDK/MachinesExport.h"
+#include "platform/MachinePlatform.h"
 #include "platform/MachineZCompensation.h"
 #include "sdk/sax/ExtensibleObject.h"
 #include "sdk/support/SupportGlobal.h"
@@ -41,6 +42,7 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   std::int32_t m_unit;  // a MachineUnit: 0 millimetre, 1 inch
   TalSDK::SupportGeneration::MSupportGlobal m_support;
   std::list<TalSDK::SupportGeneration::MSupportGlobal> m_supportProfiles;
+  MSAXMachinePlatform m_platform;
   MSAXMachineZCompensation m_zCompensationParameters;
 
  private:

@@ -59,6 +59,7 @@ bool MachineParametersSaxRead::HandleTag(const std::string& tag, TalSAX::ISAXRea
     reader.ReadValue(m_machine.m_zCompensationParameters.m_zCompensationValue);
     return true;
   }
+  if (tag == "Platform") return reader.DelegateToChild(m_machine.m_platform);
   if (tag == "SupportProfilesVector") {
     m_machine.m_supportProfiles.clear();
     return true;

@@ -30,6 +30,10 @@ bool MachineParametersSaxWrite::Write(TalSAX::ISAXWriter& writer) const {
   WriteValueTag(writer, "Unit", m_machine.m_unit != eMillimetre ? "Inch" : "Mm");
   WriteValueTag(writer, "ZCompensation", m_machine.m_zCompensationParameters.m_zCompensationValue);
   {
+    MSAXTagWriter tag(writer, "Platform");
+    if (!m_machine.m_platform.Write(writer)) return false;
+  }
+  {
     MSAXTagWriter vector(writer, "SupportProfilesVector");
     for (const auto& profile : m_machine.m_supportProfiles) {
       MSAXTagWriter tag(writer, "SupportProfile");

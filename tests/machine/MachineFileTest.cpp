@@ -47,6 +47,17 @@ const char* const kFullMachine =
     "  </Material>\n"
     "  <Unit>Inch</Unit>\n"
     "  <ZCompensation>-250</ZCompensation>\n"
+    "  <Platform>\n"
+    "    <Shape>Circle</Shape>\n"
+    "    <Envelope>\n"
+    "      <Dx>250000</Dx>\n"
+    "      <Dy>250000</Dy>\n"
+    "      <Dz>300000</Dz>\n"
+    "    </Envelope>\n"
+    "    <Position>0 0 4000</Position>\n"
+    "    <DefaultPartPosition>10000 10000 10000</DefaultPartPosition>\n"
+    "    <LaserOverlaps/>\n"
+    "  </Platform>\n"
     "  <SupportProfilesVector>\n"
     "    <SupportProfile>\n"
     "      <ProfileName>A</ProfileName>\n"
@@ -84,6 +95,9 @@ MachineParameters FullMachine() {
   m.m_comments = L"first\r\nsecond";
   m.m_materialName = L"Ti6Al4V";
   m.m_unit = TalAM::eInch;
+  m.m_platform.m_shape = MSAXMachinePlatform::PlatformShape::Circle;
+  m.m_platform.m_envelope.m_dx = m.m_platform.m_envelope.m_dy = 250000;
+  m.m_platform.m_envelope.m_dz = 300000;
   m.m_zCompensationParameters.m_zCompensationValue = -250;
   m.m_zCompensationParameters.m_removeSelfIteractions = true;
   m.m_zCompensationParameters.m_zCompType = 3;
@@ -215,6 +229,9 @@ TEST_F(MachineFileTest, PoliciesForUnknownElementsAtEveryDepth) {
   const std::string requiredInBlock =
       "<New/><ZCompensationParameters><Deep required=\"true\"><x/></Deep>"
       "</ZCompensationParameters>";
+  const std::string requiredInPlatform =
+      "<Platform><Envelope><Future required=\"true\"/></Envelope>"
+      "<PlatformStl><Mesh><Extra/></Mesh></PlatformStl></Platform>";
   const std::string noneRequired =
       "<New required=\"false\"/><ZCompensationParameters><Deep/></ZCompensationParameters>";
   struct Case {

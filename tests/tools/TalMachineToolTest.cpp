@@ -98,10 +98,11 @@ const Case kCases[] = {
      0,
      {"Name: +M2 Cusing 250\n", "Material: +316L stainless steel\n",
       "Comments: +Two-laser powder-bed machine, hall B\\.\n +Recalibrated 2026-10-02\\.\n",
-      "Unit: +millimetre\n", "  Value: +1200\n", "  Type: +1\n",
+      "Unit: +millimetre\n", "  Shape: +box\n", "Laser overlaps: +2\n",
+      "  Mesh: +build-plate\n    Size: +12 triangles, 8 vertices\n", "  Value: +1200\n", "  Type: +1\n",
       "Angle factors: +1 0\\.74 0\\.5 0\\.293 0\\.134 0\\.034 0\n",
       "Support settings: +2 \\(ProfileName, Lattice\\)\n", "Profile 2: +Block, heavy parts\n",
-      "Kept unknown elements: +1\n  Machine/AdaptiveLayerThickness, line 50, not required\n"},
+      "Kept unknown elements: +1\n  Machine/AdaptiveLayerThickness, line [0-9]+, not required\n"},
      {},
      0},
     {"ShowIgnoring", {"show", "--policy", "ignore", kExample}, 0, {"elements: +0\n"}, {}, 0},
@@ -234,3 +235,35 @@ TEST(TalMachineTool, ConvertIntoMissingDirectoryFails) {
 }
 
 }  // namespace
+
+TEST(TalMachineTool, PlatformMeshFromStl) {
+  const TempDirectory dir;
+  const std::string machine = dir.File("m.xml").string();
+  ASSERT_EQ(RunTool({"new", machine}).status, 0);
+  const std::string data = TOOL_TEST_DATA;
+
+  for (const char* stl : {"cube-binary.stl", "cube-ascii.stl"}) {
+    const Result added = RunTool({"platform-mesh", machine, data + "/" + stl});
+    ASSERT_EQ(added.status, 0) << stl << added.err;
+    const Result shown = RunTool({"show", machine});
+    EXPECT_TRUE(std::regex_search(shown.out, std::regex("12 triangles, 8 vertices\n")))
+        << shown.out;
+    EXPECT_TRUE(std::regex_search(shown.out, std::regex("Volume: +1000 mm"))) << shown.out;
+  }
+
+  // A malformed or truncated STL file: one line, and the machine file stays as it was.
+  const std::string before = ReadFile(machine);
+  for (const char* stl : {"truncated.stl", "garbage.stl", "not-xml.txt", "missing.stl"}) {
+    const Result refused = RunTool({"platform-mesh", machine, data + "/" + stl});
+    EXPECT_EQ(refused.status, 1) << stl;
+    EXPECT_EQ(Lines(refused.err), 1u) << refused.err;
+    EXPECT_TRUE(std::regex_search(refused.err, std::regex(stl))) << refused.err;
+    EXPECT_EQ(ReadFile(machine), before) << stl;
+  }
+
+  const std::string out = dir.File("without.xml").string();
+  ASSERT_EQ(RunTool({"platform-mesh", machine, "--remove", "--out", out}).status, 0);
+  EXPECT_TRUE(std::regex_search(RunTool({"show", out}).out, std::regex("Mesh: +\\(none\\)")));
+  EXPECT_EQ(ReadFile(machine), before);
+  EXPECT_EQ(RunTool({"platform-mesh", machine}).status, 2);
+}

@@ -1,5 +1,7 @@
 #include "Commands.h"
 
+#include "StlImport.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -160,6 +162,32 @@ int RunCheck(const std::string& file, Policy policy) {
   }
   std::cout << '\n';
   return kSuccess;
+}
+
+int RunPlatformMesh(const std::string& file, const std::string& stl, bool remove,
+                    const std::string& out) {
+  TalAM::MachineParameters machine;
+  const LoadResult result =
+      Load(machine, file, TalAM::MachineParametersSaxRead::KeepUnhandledElements);
+  ReportRefused(file, result.refused, "warning");
+  if (!result.loaded) {
+    Error(result.message);
+    return kFailure;
+  }
+  MSAXMachinePlatformStl& holder = machine.m_platform.m_platformStl;
+  if (remove) {
+    holder.EnablePlatformStl(false);
+  } else {
+    // Read into a separate mesh first: a bad STL file leaves the machine file untouched.
+    MStlBase mesh;
+    std::string error;
+    if (!ReadStl(stl, mesh, error)) {
+      Error(error);
+      return kFailure;
+    }
+    holder.GetPlatformStl(true)->Copy(mesh);
+  }
+  return SaveReplacing(machine, out.empty() ? file : out) ? kSuccess : kFailure;
 }
 
 int RunConvert(const std::string& in, const std::string& out, Policy policy) {

@@ -18,6 +18,10 @@ int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit 
 int RunShow(const std::string& file, Policy policy);
 // Reports every problem of the load; fails when the load fails or refuses any element.
 int RunCheck(const std::string& file, Policy policy);
+// Puts the mesh of an STL file (millimetres) into the machine's platform mesh, or removes the
+// platform mesh, and saves the machine as `out` (or over `file` when `out` is empty).
+int RunPlatformMesh(const std::string& file, const std::string& stl, bool remove,
+                    const std::string& out);
 // Loads `in` and saves it as `out`; an existing `out` is replaced only by a complete file.
 int RunConvert(const std::string& in, const std::string& out, Policy policy);
 

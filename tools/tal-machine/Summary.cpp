@@ -82,6 +82,94 @@ void PrintIdentity(std::ostream& out, const TalAM::MachineParameters& machine) {
   Field(out, 0, "Unit", UnitName(machine.m_unit));
 }
 
+// A length in internal units, shown in millimetres with the internal value beside it.
+std::string Length(std::int32_t internal) {
+  std::ostringstream text;
+  text << static_cast<double>(internal) / MUnit::GetIE() << " mm (" << internal << ")";
+  return text.str();
+}
+
+std::string PointText(const MSAXMachinePlatform::Point& p) {
+  std::ostringstream text;
+  text << static_cast<double>(p.x) / MUnit::GetIE() << ", "
+       << static_cast<double>(p.y) / MUnit::GetIE() << ", "
+       << static_cast<double>(p.z) / MUnit::GetIE() << " mm (" << p.x << " " << p.y << " " << p.z
+       << ")";
+  return text.str();
+}
+
+std::string AxisName(DirectionAxis axis) {
+  return axis == DirectionAxis::Y ? "Y" : axis == DirectionAxis::X ? "X" : "(invalid)";
+}
+
+std::string DirectionName(MSAXMachinePlatform::Direction direction) {
+  switch (direction) {
+    case MSAXMachinePlatform::Direction::Positive:
+      return "positive";
+    case MSAXMachinePlatform::Direction::Negative:
+      return "negative";
+    case MSAXMachinePlatform::Direction::Double:
+      return "both ways";
+  }
+  return "(invalid)";
+}
+
+void PrintPlatform(std::ostream& out, const MSAXMachinePlatform& platform) {
+  out << "\nPlatform\n";
+  const bool round = platform.m_shape == MSAXMachinePlatform::PlatformShape::Circle;
+  Field(out, 2, "Shape",
+        round                                                         ? "round"
+        : platform.m_shape == MSAXMachinePlatform::PlatformShape::Box ? "box"
+                                                                      : "(invalid)");
+  const MSAXMachineEnvelope& envelope = platform.m_envelope;
+  Field(out, 2, round ? "Envelope diameter" : "Envelope X", Length(envelope.m_dx));
+  if (!round) Field(out, 2, "Envelope Y", Length(envelope.m_dy));
+  Field(out, 2, "Envelope Z", Length(envelope.m_dz));
+  Field(out, 2, "Position", PointText(platform.m_position));
+  Field(out, 2, "Default part position", PointText(platform.m_defaultPartPosition));
+  if (platform.m_gasFlow) {
+    Field(out, 2, "Gas flow",
+          AxisName(platform.m_gasFlow->directionAxis) + " " +
+              DirectionName(platform.m_gasFlow->direction) +
+              (platform.m_gasFlow->visible ? ", shown" : ", hidden"));
+  }
+  if (platform.m_recoater) {
+    Field(out, 2, "Recoater",
+          AxisName(platform.m_recoater->directionAxis) + " " +
+              DirectionName(platform.m_recoater->direction) +
+              (platform.m_recoater->visible ? ", shown" : ", hidden"));
+  }
+  const auto& overlaps = platform.m_laserOverlaps.m_overlaps;
+  Field(out, 2, "Laser overlaps", std::to_string(overlaps.size()));
+  for (std::size_t i = 0; i < overlaps.size(); ++i) {
+    const auto& o = overlaps[i];
+    std::ostringstream text;
+    text << "along " << AxisName(o.orientation) << " at " << Length(o.position) << ", width "
+         << Length(o.width);
+    Field(out, 4, "Overlap " + std::to_string(i + 1), text.str());
+  }
+  const MStlBase* mesh = platform.m_platformStl.GetPlatformStl();
+  if (mesh == nullptr) {
+    Field(out, 2, "Mesh", "(none)");
+    return;
+  }
+  const MStlProperties properties = mesh->GetProperties();
+  std::ostringstream text;
+  text << mesh->GetTriangleCount() << " triangles, " << mesh->GetVertexCount() << " vertices";
+  Field(out, 2, "Mesh", Printable(OrNone(mesh->GetName())));
+  Field(out, 4, "Size", text.str());
+  if (mesh->GetTriangleCount() > 0) {
+    std::ostringstream box;
+    box << properties.GetMinX() << ", " << properties.GetMinY() << ", " << properties.GetMinZ()
+        << " to " << properties.GetMaxX() << ", " << properties.GetMaxY() << ", "
+        << properties.GetMaxZ() << " mm";
+    Field(out, 4, "Bounding box", box.str());
+    std::ostringstream volume;
+    volume << properties.GetVolume() << " mm³";
+    Field(out, 4, "Volume", volume.str());
+  }
+}
+
 void PrintZCompensation(std::ostream& out, const MSAXMachineZCompensation& z) {
   out << "\nZ compensation\n";
   Field(out, 2, "Value", std::to_string(z.m_zCompensationValue));
@@ -147,6 +235,7 @@ void PrintSummary(std::ostream& out, std::string_view file,
                   const TalAM::MachineParameters& machine) {
   Field(out, 0, "File", Printable(file));
   PrintIdentity(out, machine);
+  PrintPlatform(out, machine.m_platform);
   PrintZCompensation(out, machine.m_zCompensationParameters);
   PrintSupport(out, machine);
   PrintKeptElements(out, machine);

@@ -105,6 +105,22 @@ int main(int argc, char** argv) {
       ->check(kUtf8);
   AddPolicy(*convert, convertPolicy);
 
+  std::string stl;
+  std::string meshOutput;
+  bool removeMesh = false;
+  CLI::App* mesh = app.add_subcommand("platform-mesh", "Put an STL mesh into the platform mesh");
+  mesh->add_option("FILE", file, "Machine file to change")->required()->check(kUtf8);
+  CLI::Option* stlOption =
+      mesh->add_option("MESH", stl, "STL file (binary or ASCII, millimetres)")->check(kUtf8);
+  CLI::Option* removeOption =
+      mesh->add_flag("--remove", removeMesh, "Take the platform mesh out instead");
+  stlOption->excludes(removeOption);
+  mesh->add_option("--out", meshOutput, "Write the machine here instead of over FILE")
+      ->check(kUtf8);
+  mesh->callback([&] {
+    if (stl.empty() && !removeMesh) throw CLI::RequiredError("MESH or --remove");
+  });
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -118,6 +134,7 @@ int main(int argc, char** argv) {
     if (*create) status = TalMachineTool::RunNew(file, name, kUnits.at(unit));
     if (*show) status = TalMachineTool::RunShow(file, kPolicies.at(showPolicy));
     if (*check) status = TalMachineTool::RunCheck(file, kPolicies.at(checkPolicy));
+    if (*mesh) status = TalMachineTool::RunPlatformMesh(file, stl, removeMesh, meshOutput);
     if (*convert) status = TalMachineTool::RunConvert(file, output, kPolicies.at(convertPolicy));
   } catch (const std::exception& error) {
     std::cerr << "tal-machine: " << TalMachineTool::OneLine(error.what()) << '\n';

@@ -9,9 +9,8 @@ namespace {
 using TalSDK::Common::MInternalUnits;
 using TalSDK::Common::ScopedConversionFactor;
 
-TEST(UnitsTest, InternalUnitsPerUserUnitFollowTheScopedFactor) {
-  EXPECT_EQ(MUnit::GetIE(), 1000);
-  EXPECT_EQ(MInternalUnits::GetInstance().Get(), 1000.0);
+TEST(UnitsTest, ScopedFactorsNestAndFactorsThatAreNotPositiveAndFiniteAreIgnored) {
+  const auto factor = [] { return MInternalUnits::GetInstance().GetConversionFactor(); };
   EXPECT_EQ(MUnit::GetISU(), 1000);
   {
     const ScopedConversionFactor inches(25.4);
@@ -21,19 +20,14 @@ TEST(UnitsTest, InternalUnitsPerUserUnitFollowTheScopedFactor) {
       const ScopedConversionFactor nested(0.0254);  // rounds to whole internal units
       EXPECT_EQ(MUnit::GetISU(), 25);
     }
-    EXPECT_EQ(MInternalUnits::GetInstance().GetConversionFactor(), 25.4);
+    for (const double bad : {0.0, -25.4, std::numeric_limits<double>::quiet_NaN(),
+                             std::numeric_limits<double>::infinity()}) {
+      const ScopedConversionFactor ignored(bad);
+      EXPECT_EQ(factor(), 25.4) << bad;
+    }
+    EXPECT_EQ(factor(), 25.4);
   }
-  EXPECT_EQ(MInternalUnits::GetInstance().GetConversionFactor(), 1.0);
-  EXPECT_EQ(MUnit::GetISU(), 1000);
-}
-
-TEST(UnitsTest, FactorsThatAreNotPositiveAndFiniteAreIgnored) {
-  for (const double bad : {0.0, -25.4, std::numeric_limits<double>::quiet_NaN(),
-                           std::numeric_limits<double>::infinity()}) {
-    const ScopedConversionFactor scoped(bad);
-    EXPECT_EQ(MInternalUnits::GetInstance().GetConversionFactor(), 1.0) << bad;
-  }
-  EXPECT_EQ(MInternalUnits::GetInstance().GetConversionFactor(), 1.0);
+  EXPECT_EQ(factor(), 1.0);
 }
 
 }  // namespace

@@ -66,18 +66,15 @@ TEST(Base64, Rfc4648Vectors) {
   }
 }
 
-TEST(Base64, RandomRoundTrips) {
+// Every length up to 100 reaches both decoding paths and every tail; a capacity of exactly
+// the decoded size is enough, one byte less is refused.
+TEST(Base64, RandomRoundTripsAndCapacity) {
   std::mt19937 rng(42);
-  std::vector<std::size_t> sizes(101);
-  for (std::size_t n = 0; n <= 100; ++n)
-    sizes[n] = n;
-  sizes.push_back(3 << 20);
-  sizes.push_back((3 << 20) + 2);
-  for (const std::size_t n : sizes) {
+  for (std::size_t n = 0; n <= 100; ++n) {
     const auto bytes = RandomBytes(rng, n);
     const std::string text = Encoded(bytes);
     EXPECT_EQ(Decoded(text), bytes) << n;
-    EXPECT_EQ(Decoded(text, n), bytes) << n;  // exactly the decoded size is enough
+    EXPECT_EQ(Decoded(text, n), bytes) << n;
     if (n > 0) {
       EXPECT_EQ(Decoded(text, n - 1), std::nullopt) << n;
     }
@@ -115,12 +112,4 @@ TEST(Base64, MalformedTextFails) {
     text[pos] = '*';
     EXPECT_EQ(Decoded(text), std::nullopt) << pos;
   }
-}
-
-TEST(Base64, CapacityTooSmallFails) {
-  EXPECT_EQ(Decoded("Zm9vYmFy", 5), std::nullopt);
-  EXPECT_EQ(Decoded("Zm9vYmFy", 6), Bytes("foobar"));
-  EXPECT_EQ(Decoded("Zg==", 0), std::nullopt);
-  EXPECT_EQ(Decoded("Zg==", 1), Bytes("f"));
-  EXPECT_EQ(Decoded("", 0), std::vector<std::byte>{});
 }

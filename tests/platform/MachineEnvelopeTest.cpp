@@ -1,0 +1,147 @@
+#include "platform/MachineEnvelope.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include "sdk/sax/SAXReader.h"
+#include "sdk/sax/SAXWriter.h"
+
+namespace {
+
+using Mode = TalSDK::MSaxPersistExtensibleObject;
+
+std::string Written(const MSAXMachineEnvelope& envelope) {
+  std::string out;
+  TalSAX::SAXWriter writer(nullptr);
+  writer.OpenString(out);
+  {
+    MSAXTagWriter tag(writer, "Envelope");
+    EXPECT_TRUE(envelope.Write(writer));
+  }
+  writer.Close();
+  return out;
+}
+
+// Reads a whole "Envelope" document into `envelope`; returns how many elements were refused.
+std::size_t Read(const std::string& document, MSAXMachineEnvelope& envelope) {
+  struct Root : ISAXPersist {
+    MSAXMachineEnvelope* envelope;
+    bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+      return tag != "Envelope" || reader.DelegateToChild(*envelope);
+    }
+  } root;
+  root.envelope = &envelope;
+  TalSAX::SAXReader reader(true, nullptr);
+  reader.ParseBuffer(document, &root);
+  return reader.GetWarnings().size();
+}
+
+MSAXMachineEnvelope Envelope(std::int32_t dx, std::int32_t dy, std::int32_t dz) {
+  MSAXMachineEnvelope envelope;
+  envelope.m_dx = envelope.m_circleExtent = dx;
+  envelope.m_dy = dy;
+  envelope.m_dz = dz;
+  return envelope;
+}
+
+}  // namespace
+
+TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimits) {
+  constexpr int kMax = std::numeric_limits<int>::max();
+  const struct {
+    MSAXMachineEnvelope envelope;
+    TalSDK::Math::boundingbox<int, 3> box;
+    bool biggerThanBox, biggerThanCircle;
+  } cases[] = {
+      {Envelope(100, 200, 300), {{-50, 20, -7}, {50, 220, 293}}, false, true},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {10, 10, 300}}, false, false},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {101, 200, 300}}, true, true},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {100, 201, 300}}, true, true},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {1, 1, 301}}, true, true},
+      // The circle test holds the footprint's diagonal against 2 * m_dx and ignores m_dy:
+      // 140² + 140² = 39200 is not above 4 * 100², 150² + 150² = 45000 is.
+      {Envelope(100, 100, 100), {{0, 0, 0}, {140, 140, 100}}, true, false},
+      {Envelope(100, 100, 100), {{0, 0, 0}, {150, 150, 100}}, true, true},
+      {Envelope(100, 1, 100), {{-60, 0, 0}, {60, 160, 1}}, true, false},  // exactly 200
+      {Envelope(100, 1, 100), {{-60, 0, 0}, {60, 161, 1}}, true, true},
+      // Products far beyond 32 bits, and 4 * extent² beyond 64 bits.
+      {Envelope(2000000000, 5, 1), {{-1000000000, 0, 0}, {1000000000, 5, 1}}, false, false},
+      {Envelope(2000000000, 5, 1), {{-1000000000, 0, 0}, {1000000001, 5, 1}}, true, false},
+      {Envelope(1000000000, 5, 1), {{-1000000000, 7, 0}, {1000000000, 8, 1}}, true, true},
+      {Envelope(1000000000, 5, 1), {{-1000000000, 7, 0}, {1000000000, 7, 1}}, true, false},
+      {Envelope(kMax, kMax, 1), {{0, 0, 0}, {kMax, kMax, 1}}, false, false},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto& c = cases[i];
+    EXPECT_EQ(c.envelope.IsBiggerThanBoxPltform(c.box), c.biggerThanBox) << "case " << i;
+    EXPECT_EQ(c.envelope.IsBiggerThanCirclePlatform_Fast(c.box), c.biggerThanCircle)
+        << "case " << i;
+  }
+
+  // The circle test follows m_circleExtent, which only differs from m_dx when set apart.
+  MSAXMachineEnvelope apart = Envelope(1000, 1000, 1000);
+  apart.m_circleExtent = 100;
+  EXPECT_TRUE(apart.IsBiggerThanCirclePlatform_Fast({{0, 0, 0}, {150, 150, 1}}));
+}
+
+TEST(MachineEnvelopeTest, WriteAndRead) {
+  const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Envelope>\n";
+  EXPECT_EQ(Written(MSAXMachineEnvelope()), head +
+                                                "  <Dx>10000000</Dx>\n"
+                                                "  <Dy>10000000</Dy>\n"
+                                                "  <Dz>10000000</Dz>\n"
+                                                "</Envelope>\n");
+
+  // Only "Dx" sets the circle extent; values that do not convert are refused, changing nothing.
+  MSAXMachineEnvelope read;
+  read.m_circleExtent = 5;
+  EXPECT_EQ(Read("<Envelope><Dy>20</Dy><Dz>30</Dz><Dx>x</Dx><Dy>3000000000</Dy></Envelope>", read),
+            2u);
+  EXPECT_TRUE(read == Envelope(10000000, 20, 30));
+  EXPECT_EQ(read.m_circleExtent, 5);
+  EXPECT_EQ(Read("<Envelope><Dx>-40</Dx></Envelope>", read), 0u);
+  EXPECT_EQ(read.m_circleExtent, -40);
+
+  MSAXMachineEnvelope full = Envelope(1, -2, 2147483647);
+  full.AddUnhandledElement({"Shape", "Round"});
+  const std::string text = Written(full);
+  EXPECT_EQ(text, head +
+                      "  <Dx>1</Dx>\n  <Dy>-2</Dy>\n  <Dz>2147483647</Dz>\n"
+                      "  <Shape>Round</Shape>\n</Envelope>\n");
+  MSAXMachineEnvelope back;
+  EXPECT_EQ(Read(text, back), 0u);
+  EXPECT_TRUE(back == full);
+  EXPECT_EQ(back.m_circleExtent, 1);
+}
+
+TEST(MachineEnvelopeTest, EqualityAndDefaults) {
+  const MSAXMachineEnvelope base = Envelope(10, 20, 30);
+  const struct {
+    void (*change)(MSAXMachineEnvelope&);
+    bool equal;
+  } cases[] = {
+      {[](MSAXMachineEnvelope& e) { e.m_dx = 11; }, false},
+      {[](MSAXMachineEnvelope& e) { e.m_dy = 21; }, false},
+      {[](MSAXMachineEnvelope& e) { e.m_dz = 31; }, false},
+      {[](MSAXMachineEnvelope& e) { e.AddUnhandledElement({"Dw"}); }, false},
+      {[](MSAXMachineEnvelope& e) { e.m_circleExtent = 1; }, true},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    MSAXMachineEnvelope changed = base;
+    cases[i].change(changed);
+    EXPECT_EQ(changed == base, cases[i].equal) << "case " << i;
+    EXPECT_EQ(changed != base, !cases[i].equal) << "case " << i;
+  }
+
+  MSAXMachineEnvelope reset = base;
+  reset.m_circleExtent = 1;
+  reset.AddUnhandledElement({"Shape"});
+  reset.SetOperatingMode(Mode::eIgnoreUnhandledElements);
+  reset.SetDefaults();
+  EXPECT_TRUE(reset == MSAXMachineEnvelope());
+  EXPECT_EQ(reset.m_circleExtent, 10000000);
+  EXPECT_EQ(reset.GetOperatingMode(), Mode::eIgnoreUnhandledElements);
+}
