@@ -8,35 +8,19 @@
 
 #include "sdk/sax/SAXReader.h"
 #include "sdk/sax/SAXWriter.h"
+#include "support/TestSupport.h"
 
 namespace {
 
 using Mode = TalSDK::MSaxPersistExtensibleObject;
 
 std::string Written(const MSAXMachineEnvelope& envelope) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  {
-    MSAXTagWriter tag(writer, "Envelope");
-    EXPECT_TRUE(envelope.Write(writer));
-  }
-  writer.Close();
-  return out;
+  return TestSupport::WriteBlock("Envelope", envelope);
 }
 
 // Reads a whole "Envelope" document into `envelope`; returns how many elements were refused.
 std::size_t Read(const std::string& document, MSAXMachineEnvelope& envelope) {
-  struct Root : ISAXPersist {
-    MSAXMachineEnvelope* envelope;
-    bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
-      return tag != "Envelope" || reader.DelegateToChild(*envelope);
-    }
-  } root;
-  root.envelope = &envelope;
-  TalSAX::SAXReader reader(true, nullptr);
-  reader.ParseBuffer(document, &root);
-  return reader.GetWarnings().size();
+  return TestSupport::ReadBlock(document, envelope).size();
 }
 
 MSAXMachineEnvelope Envelope(std::int32_t dx, std::int32_t dy, std::int32_t dz) {

@@ -7,6 +7,7 @@
 
 #include "sdk/sax/SAXReader.h"
 #include "sdk/sax/SAXWriter.h"
+#include "support/TestSupport.h"
 
 namespace {
 
@@ -18,30 +19,12 @@ using Mode = TalSDK::MSaxPersistExtensibleObject;
 const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 std::string Written(const MSAXMachineLaserOverlaps& overlaps) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  {
-    MSAXTagWriter tag(writer, "LaserOverlaps");
-    EXPECT_TRUE(overlaps.Write(writer));
-  }
-  writer.Close();
-  return out;
+  return TestSupport::WriteBlock("LaserOverlaps", overlaps);
 }
 
-// Reads a whole "LaserOverlaps" document into `overlaps`; returns how many elements were
-// refused.
+// Reads a whole "LaserOverlaps" document into `overlaps`; returns how many elements were refused.
 std::size_t Read(const std::string& document, MSAXMachineLaserOverlaps& overlaps) {
-  struct Root : ISAXPersist {
-    MSAXMachineLaserOverlaps* overlaps;
-    bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
-      return tag != "LaserOverlaps" || reader.DelegateToChild(*overlaps);
-    }
-  } root;
-  root.overlaps = &overlaps;
-  TalSAX::SAXReader reader(true, nullptr);
-  reader.ParseBuffer(document, &root);
-  return reader.GetWarnings().size();
+  return TestSupport::ReadBlock(document, overlaps).size();
 }
 
 Overlap MakeOverlap(DirectionAxis orientation, int position, int width) {

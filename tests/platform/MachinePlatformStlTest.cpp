@@ -7,6 +7,7 @@
 
 #include "sdk/sax/SAXReader.h"
 #include "sdk/sax/SAXWriter.h"
+#include "support/TestSupport.h"
 
 namespace {
 
@@ -16,26 +17,11 @@ void MakeTriangle(MStlBase& mesh, const std::wstring& name) {
 }
 
 std::string Written(const MSAXMachinePlatformStl& holder) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  {
-    MSAXTagWriter tag(writer, "PlatformStl");
-    EXPECT_TRUE(holder.Write(writer));
-  }
-  writer.Close();
-  return out;
+  return TestSupport::WriteBlock("PlatformStl", holder);
 }
 
 void ReadInto(MSAXMachinePlatformStl& holder, const std::string& document) {
-  struct Root : ISAXPersist {
-    MSAXMachinePlatformStl* holder = nullptr;
-    bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
-      return tag == "PlatformStl" && reader.DelegateToChild(*holder);
-    }
-  } root;
-  root.holder = &holder;
-  TalSAX::SAXReader(true, nullptr).ParseBuffer(document, &root);
+  TestSupport::ReadBlock(document, holder);
 }
 
 }  // namespace

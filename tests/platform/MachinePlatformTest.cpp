@@ -13,6 +13,7 @@
 
 #include "sdk/sax/SAXReader.h"
 #include "sdk/sax/SAXWriter.h"
+#include "support/TestSupport.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -29,30 +30,13 @@ constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 std::string Written(const Platform& platform) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  {
-    MSAXTagWriter tag(writer, "Platform");
-    EXPECT_TRUE(platform.Write(writer));
-  }
-  writer.Close();
-  return out;
+  return TestSupport::WriteBlock("Platform", platform);
 }
 
 // Reads a "Platform" document into `platform` as it is; returns the paths of refused elements.
 std::vector<std::string> ReadInto(Platform& platform, const std::string& document) {
-  struct Root : ISAXPersist {
-    Platform* platform = nullptr;
-    bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
-      return tag == "Platform" && reader.DelegateToChild(*platform);
-    }
-  } root;
-  root.platform = &platform;
-  TalSAX::SAXReader reader(true, nullptr);
-  reader.ParseBuffer(document, &root);
   std::vector<std::string> refused;
-  for (const TalSAX::SAXWarning& warning : reader.GetWarnings())
+  for (const TalSAX::SAXWarning& warning : TestSupport::ReadBlock(document, platform))
     refused.push_back(warning.path);
   return refused;
 }

@@ -7,33 +7,20 @@
 
 #include "sdk/sax/SAXReader.h"
 #include "sdk/sax/SAXWriter.h"
+#include "support/TestSupport.h"
 
 using ::testing::ElementsAre;
 
 namespace {
 
 std::string Written(const MSAXMachineZCompensation& z) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  {
-    MSAXTagWriter tag(writer, "ZCompensationParameters");
-    EXPECT_TRUE(z.Write(writer));
-  }
-  writer.Close();
-  return out;
+  return TestSupport::WriteBlock("ZCompensationParameters", z);
 }
 
 MSAXMachineZCompensation Read(const std::string& content) {
-  struct Root : ISAXPersist {
-    MSAXMachineZCompensation z;
-    bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
-      return tag != "ZCompensationParameters" || reader.DelegateToChild(z);
-    }
-  } root;
-  TalSAX::SAXReader(true, nullptr)
-      .ParseBuffer("<ZCompensationParameters>" + content + "</ZCompensationParameters>", &root);
-  return root.z;
+  MSAXMachineZCompensation z;
+  TestSupport::ReadBlock("<ZCompensationParameters>" + content + "</ZCompensationParameters>", z);
+  return z;
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -57,6 +59,33 @@ std::string RoundTrip(std::string_view xml) {
   kept.Write(writer);
   writer.Close();
   return out;
+}
+
+std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block) {
+  std::string out;
+  TalSAX::SAXWriter writer(nullptr);
+  writer.OpenString(out);
+  bool written = false;
+  {
+    MSAXTagWriter element(writer, tag);
+    written = block.Write(writer);
+  }
+  writer.Close();
+  EXPECT_TRUE(written) << out;
+  return out;
+}
+
+std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersistBase& block) {
+  struct Root : ISAXPersist {
+    ISAXPersistBase* block = nullptr;
+    bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
+      return reader.DelegateToChild(*block);
+    }
+  } root;
+  root.block = &block;
+  TalSAX::SAXReader reader(true, nullptr);
+  reader.ParseBuffer(document, &root);
+  return reader.GetWarnings();
 }
 
 }  // namespace TestSupport

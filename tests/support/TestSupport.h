@@ -4,9 +4,11 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "sdk/sax/ExtensibleObject.h"
 #include "sdk/sax/SAXPersist.h"
+#include "sdk/sax/SAXReader.h"
 
 namespace TestSupport {
 
@@ -36,5 +38,12 @@ class KeepEverything : public ISAXPersist, public TalSDK::MSaxPersistExtensibleO
 
 // Parses `xml` into a KeepEverything and writes it back to text.
 std::string RoundTrip(std::string_view xml);
+
+// Writes `block` inside an element named `tag` into a new document and returns it.
+std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block);
+
+// Reads `document`, handing its root element's content to `block`; returns the elements the
+// reader refused.
+std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersistBase& block);
 
 }  // namespace TestSupport
