@@ -32,8 +32,14 @@ bench:
 	bash bench/run.sh build/release
 
 fuzz:
-	$(MAKE) build PRESET=fuzz
-	build/fuzz/fuzz/fuzz_document -max_total_time=60 fuzz/corpus
+	bash scripts/install-deps.sh
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	mkdir -p build/fuzz/corpus-document build/fuzz/corpus-machine
+	build/fuzz/fuzz/fuzz_document -max_total_time=60 -dict=fuzz/xml.dict \
+	  build/fuzz/corpus-document fuzz/corpus
+	build/fuzz/fuzz/fuzz_machine -max_total_time=60 -dict=fuzz/machine.dict \
+	  build/fuzz/corpus-machine fuzz/machine-corpus
 
 format:
 	clang-format-14 -i $$(git ls-files '*.h' '*.cpp')
