@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
 #include <string>
 
@@ -42,34 +41,23 @@ const char* const kFullMachine =
     "<Machine>\n"
     "  <Name>Cell 4 &amp; 5</Name>\n"
     "  <Comments>first&#13;\nsecond</Comments>\n"
-    "  <Material>\n"
-    "    <Name>Ti6Al4V</Name>\n"
-    "  </Material>\n"
+    "  <Material>\n    <Name>Ti6Al4V</Name>\n  </Material>\n"
     "  <Unit>Inch</Unit>\n"
     "  <ZCompensation>-250</ZCompensation>\n"
     "  <Platform>\n"
     "    <Shape>Circle</Shape>\n"
-    "    <Envelope>\n"
-    "      <Dx>250000</Dx>\n"
-    "      <Dy>250000</Dy>\n"
-    "      <Dz>300000</Dz>\n"
+    "    <Envelope>\n      <Dx>250000</Dx>\n      <Dy>250000</Dy>\n      <Dz>300000</Dz>\n"
     "    </Envelope>\n"
     "    <Position>0 0 4000</Position>\n"
     "    <DefaultPartPosition>10000 10000 10000</DefaultPartPosition>\n"
     "    <LaserOverlaps/>\n"
     "  </Platform>\n"
     "  <SupportProfilesVector>\n"
-    "    <SupportProfile>\n"
-    "      <ProfileName>A</ProfileName>\n"
-    "    </SupportProfile>\n"
-    "    <SupportProfile>\n"
-    "      <ProfileName>B</ProfileName>\n"
-    "      <Lattice spacing=\"0.8\"/>\n"
-    "    </SupportProfile>\n"
+    "    <SupportProfile>\n      <ProfileName>A</ProfileName>\n    </SupportProfile>\n"
+    "    <SupportProfile>\n      <ProfileName>B</ProfileName>\n"
+    "      <Lattice spacing=\"0.8\"/>\n    </SupportProfile>\n"
     "  </SupportProfilesVector>\n"
-    "  <Support>\n"
-    "    <ProfileName>A</ProfileName>\n"
-    "  </Support>\n"
+    "  <Support>\n    <ProfileName>A</ProfileName>\n  </Support>\n"
     "  <ZCompensationParameters>\n"
     "    <ZCompensationValue>-250</ZCompensationValue>\n"
     "    <PreserveThin>10</PreserveThin>\n"
@@ -80,13 +68,10 @@ const char* const kFullMachine =
     "    <UseAngleBasedFactor>false</UseAngleBasedFactor>\n"
     "    <FilterSharpTriangles>true</FilterSharpTriangles>\n"
     "    <AngleFactorArray>\n"
-    "      <AngleFactor>1000</AngleFactor>\n"
-    "      <AngleFactor>-1</AngleFactor>\n"
+    "      <AngleFactor>1000</AngleFactor>\n      <AngleFactor>-1</AngleFactor>\n"
     "    </AngleFactorArray>\n"
     "  </ZCompensationParameters>\n"
-    "  <FromANewerVersion level=\"2\">\n"
-    "    <Inner>text</Inner>\n"
-    "  </FromANewerVersion>\n"
+    "  <FromANewerVersion level=\"2\">\n    <Inner>text</Inner>\n  </FromANewerVersion>\n"
     "</Machine>\n";
 
 MachineParameters FullMachine() {
@@ -103,22 +88,16 @@ MachineParameters FullMachine() {
   m.m_zCompensationParameters.m_zCompType = 3;
   m.m_zCompensationParameters.m_angleFactors = {1000, -1};
   m.m_supportProfiles.emplace_back().SetSetting("ProfileName", "A");
+  using Node = TalSDK::MSaxUnhandledElement::Node;
+  TalSDK::MSaxUnhandledElement lattice, newer;
+  lattice.AppendNode({Node::Kind::Element, 0, "Lattice", {{"spacing", "0.8"}}});
   auto& b = m.m_supportProfiles.emplace_back();
   b.SetSetting("ProfileName", "B");
-  TalSDK::MSaxUnhandledElement lattice("Lattice");
-  auto node = lattice.GetNodes().front();
-  node.attributes.push_back({"spacing", "0.8"});
-  TalSDK::MSaxUnhandledElement withAttribute;
-  withAttribute.AppendNode(node);
-  b.AppendSetting(withAttribute);
+  b.AppendSetting(lattice);
   m.m_support.SetSetting("ProfileName", "A");
-  TalSDK::MSaxUnhandledElement newer;
-  newer.AppendNode({TalSDK::MSaxUnhandledElement::Node::Kind::Element,
-                    0,
-                    "FromANewerVersion",
-                    {{"level", "2"}}});
-  newer.AppendNode({TalSDK::MSaxUnhandledElement::Node::Kind::Element, 1, "Inner", {}});
-  newer.AppendNode({TalSDK::MSaxUnhandledElement::Node::Kind::Text, 2, "text", {}});
+  newer.AppendNode({Node::Kind::Element, 0, "FromANewerVersion", {{"level", "2"}}});
+  newer.AppendNode({Node::Kind::Element, 1, "Inner", {}});
+  newer.AppendNode({Node::Kind::Text, 2, "text", {}});
   m.AddUnhandledElement(newer);
   return m;
 }
@@ -137,30 +116,23 @@ TEST_F(MachineFileTest, WritesEveryElementInTheFixedOrder) {
   EXPECT_TRUE(read == FullMachine());
 }
 
-TEST_F(MachineFileTest, DefaultMachineAndEquality) {
-  const MachineParameters m;
-  EXPECT_EQ(m.GetName(), L"Untitled");
-  EXPECT_TRUE(m.m_materialName.empty() && m.m_comments.empty());
-  EXPECT_EQ(m.m_unit, TalAM::eMillimetre);
+TEST_F(MachineFileTest, DefaultUnitAndEquality) {
+  EXPECT_EQ(MachineParameters().m_unit, TalAM::eMillimetre);
   {
     TalSDK::Common::ScopedConversionFactor inches(25.4);
     EXPECT_EQ(MachineParameters().m_unit, TalAM::eInch);
   }
 
   // The order of the support profiles matters, and so do kept elements.
-  MachineParameters ab = FullMachine();
-  MachineParameters ba = ab;
-  ba.m_supportProfiles.reverse();
-  EXPECT_FALSE(ab == ba);
-  EXPECT_TRUE(ab != ba);
-  MachineParameters withoutKept = ab;
-  withoutKept.ClearUnhandledElements();
-  EXPECT_FALSE(ab == withoutKept);
-  MachineParameters renamed = ab;
-  renamed.SetName(L"Other");
-  EXPECT_FALSE(ab == renamed);
-  MachineParameters moved = std::move(renamed);
-  EXPECT_EQ(moved.GetName(), L"Other");
+  const MachineParameters full = FullMachine();
+  MachineParameters changed[3] = {full, full, full};
+  changed[0].m_supportProfiles.reverse();
+  changed[1].ClearUnhandledElements();
+  changed[2].SetName(L"Other");
+  for (const MachineParameters& m : changed) {
+    EXPECT_FALSE(m == full);
+    EXPECT_TRUE(m != full);
+  }
 }
 
 TEST_F(MachineFileTest, TopLevelDispatch) {
@@ -189,32 +161,32 @@ TEST_F(MachineFileTest, TopLevelDispatch) {
   };
   int index = 0;
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.content);
     MachineParameters m;
     std::wstring message;
     std::vector<TalSAX::SAXWarning> refused;
     const auto path = Machine("case" + std::to_string(index++) + ".xml", c.content);
-    ASSERT_TRUE(LoadFromTMCF(m, path.c_str(), message, kKeep, refused)) << c.content;
-    EXPECT_EQ(m.GetName(), c.name) << c.content;
-    EXPECT_EQ(m.m_materialName, c.material) << c.content;
-    EXPECT_EQ(m.m_unit, c.unit) << c.content;
-    EXPECT_EQ(m.m_zCompensationParameters.m_zCompensationValue, c.zCompensation) << c.content;
-    EXPECT_EQ(m.m_supportProfiles.size(), c.profiles) << c.content;
-    EXPECT_EQ(m.GetUnhandledElements().size(), c.kept) << c.content;
-    EXPECT_EQ(refused.size(), c.refused) << c.content;
+    ASSERT_TRUE(LoadFromTMCF(m, path.c_str(), message, kKeep, refused));
+    EXPECT_EQ(m.GetName(), c.name);
+    EXPECT_EQ(m.m_materialName, c.material);
+    EXPECT_EQ(m.m_unit, c.unit);
+    EXPECT_EQ(m.m_zCompensationParameters.m_zCompensationValue, c.zCompensation);
+    EXPECT_EQ(m.m_supportProfiles.size(), c.profiles);
+    EXPECT_EQ(m.GetUnhandledElements().size(), c.kept);
+    EXPECT_EQ(refused.size(), c.refused);
   }
 }
 
 TEST_F(MachineFileTest, RootElements) {
-  MachineParameters wrapped;
+  // "Machine" may sit in the wrapper; a document with another root loads as the defaults.
+  MachineParameters wrapped, other;
   ASSERT_TRUE(LoadFromTMCF(wrapped,
                            Write("wrapped.xml",
-                                 "<tal:ProjectFile xmlns:tal=\"urn:x\"><Machine><Name>W</Name>"
-                                 "</Machine></tal:ProjectFile>")
+                                 "<tal:ProjectFile xmlns:tal=\"urn:x\"><Machine>"
+                                 "<Name>W</Name></Machine></tal:ProjectFile>")
                                .c_str(),
                            kKeep));
   EXPECT_EQ(wrapped.GetName(), L"W");
-
-  MachineParameters other;
   std::wstring message = L"untouched";
   EXPECT_TRUE(LoadFromTMCF(other, Write("other.xml", "<Printer><Name>P</Name></Printer>").c_str(),
                            message, kKeep));
@@ -223,36 +195,38 @@ TEST_F(MachineFileTest, RootElements) {
 }
 
 TEST_F(MachineFileTest, PoliciesForUnknownElementsAtEveryDepth) {
-  const std::string requiredAtTop =
+  const char* const requiredAtTop =
       "<New required=\"true\"/><ZCompensationParameters><Deep><x/></Deep>"
       "</ZCompensationParameters>";
-  const std::string requiredInBlock =
+  const char* const requiredInBlock =
       "<New/><ZCompensationParameters><Deep required=\"true\"><x/></Deep>"
       "</ZCompensationParameters>";
-  const std::string requiredInPlatform =
+  const char* const requiredInPlatform =
       "<Platform><Envelope><Future required=\"true\"/></Envelope>"
       "<PlatformStl><Mesh><Extra/></Mesh></PlatformStl></Platform>";
-  const std::string noneRequired =
+  const char* const noneRequired =
       "<New required=\"false\"/><ZCompensationParameters><Deep/></ZCompensationParameters>";
-  struct Case {
-    const std::string* content;
+  const struct {
+    const char* content;
     Policy policy;
     bool ok;
     std::size_t kept;  // kept elements in the whole machine
-  };
-  const Case cases[] = {
-      {&requiredAtTop, kIgnore, true, 0},  {&requiredAtTop, kKeep, true, 2},
-      {&requiredAtTop, kReject, false, 2}, {&requiredInBlock, kIgnore, true, 0},
-      {&requiredInBlock, kKeep, true, 2},  {&requiredInBlock, kReject, false, 2},
-      {&noneRequired, kReject, true, 2},   {&noneRequired, kIgnore, true, 0},
+  } cases[] = {
+      {requiredAtTop, kIgnore, true, 0},       {requiredAtTop, kKeep, true, 2},
+      {requiredAtTop, kReject, false, 2},      {requiredInBlock, kIgnore, true, 0},
+      {requiredInBlock, kKeep, true, 2},       {requiredInBlock, kReject, false, 2},
+      {requiredInPlatform, kIgnore, true, 0},  {requiredInPlatform, kKeep, true, 2},
+      {requiredInPlatform, kReject, false, 2}, {noneRequired, kReject, true, 2},
+      {noneRequired, kIgnore, true, 0},
   };
   int index = 0;
-  for (const Case& c : cases) {
-    const std::wstring path = Machine("p" + std::to_string(index++) + ".xml", *c.content);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.content) + " policy " + std::to_string(c.policy));
+    const std::wstring path = Machine("p" + std::to_string(index++) + ".xml", c.content);
     MachineParameters m;
     std::wstring message;
-    EXPECT_EQ(LoadFromTMCF(m, path.c_str(), message, c.policy), c.ok) << *c.content;
-    EXPECT_EQ(m.GetUnhandledElementsFromAllNodes().size(), c.kept) << *c.content;
+    EXPECT_EQ(LoadFromTMCF(m, path.c_str(), message, c.policy), c.ok);
+    EXPECT_EQ(m.GetUnhandledElementsFromAllNodes().size(), c.kept);
     if (!c.ok) {
       EXPECT_EQ(message, L"Error while reading machine file '" + path +
                              L"'\nRequired unhandled elements found.");

@@ -11,73 +11,58 @@
 
 namespace {
 
+using Holder = MSAXMachinePlatformStl;
+
 void MakeTriangle(MStlBase& mesh, const std::wstring& name) {
   mesh.SetName(name);
   ASSERT_TRUE(mesh.SetGeometry({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
 }
 
-std::string Written(const MSAXMachinePlatformStl& holder) {
+std::string Written(const Holder& holder) {
   return TestSupport::WriteBlock("PlatformStl", holder);
-}
-
-void ReadInto(MSAXMachinePlatformStl& holder, const std::string& document) {
-  TestSupport::ReadBlock(document, holder);
 }
 
 }  // namespace
 
-TEST(MachinePlatformStlTest, EnablingKeepsOneMeshUntilDisabled) {
-  MSAXMachinePlatformStl holder;
-  EXPECT_EQ(holder.GetPlatformStl(false), nullptr);
-  EXPECT_FALSE(holder.Enabled());
-
-  MStlBase* mesh = holder.GetPlatformStl(true);
+TEST(MachinePlatformStlTest, EachHolderOwnsOneMeshUntilDisabled) {
+  Holder source;
+  EXPECT_EQ(source.GetPlatformStl(false), nullptr);
+  MStlBase* const mesh = source.GetPlatformStl(true);
   ASSERT_NE(mesh, nullptr);
-  EXPECT_TRUE(holder.Enabled());
-  MakeTriangle(*mesh, L"plate");
-  holder.EnablePlatformStl(true);
-  holder.AddUnhandledElement(TalSDK::MSaxUnhandledElement("Future", "1"));
-  holder.SetDefaults();  // clears the kept elements only
-  EXPECT_TRUE(holder.GetUnhandledElements().empty());
-  EXPECT_EQ(holder.GetPlatformStl(true), mesh);
-  EXPECT_EQ(std::as_const(holder).GetPlatformStl()->GetTriangleCount(), 1u);
+  MakeTriangle(*mesh, L"source");
+  source.EnablePlatformStl(true);
+  source.AddUnhandledElement({"Future"});
+  source.SetDefaults();  // clears the kept elements only
+  EXPECT_TRUE(source.GetUnhandledElements().empty());
+  EXPECT_EQ(source.GetPlatformStl(true), mesh);
 
-  holder.EnablePlatformStl(false);
-  EXPECT_EQ(std::as_const(holder).GetPlatformStl(), nullptr);
-}
-
-TEST(MachinePlatformStlTest, CopiesAndMovesOwnTheirMesh) {
-  MSAXMachinePlatformStl source;
-  MakeTriangle(*source.GetPlatformStl(true), L"source");
-  const MStlBase* sourceMesh = source.GetPlatformStl(false);
-
-  MSAXMachinePlatformStl copy(source);
-  ASSERT_TRUE(copy.Enabled());
-  EXPECT_NE(copy.GetPlatformStl(false), sourceMesh);
-  copy.GetPlatformStl(false)->ClearStl(true);
-  EXPECT_EQ(sourceMesh->GetTriangleCount(), 1u);
-
-  // Assignment copies into the target's own mesh object.
-  MStlBase* copyMesh = copy.GetPlatformStl(false);
+  // Copies are deep; assignment copies into the target's own mesh object; moving copies.
+  Holder copy(source);
+  MStlBase* const copyMesh = copy.GetPlatformStl(false);
+  ASSERT_NE(copyMesh, nullptr);
+  EXPECT_NE(copyMesh, mesh);
+  copyMesh->ClearStl(true);
+  EXPECT_EQ(mesh->GetTriangleCount(), 1u);
   copy = source;
   EXPECT_EQ(copy.GetPlatformStl(false), copyMesh);
   EXPECT_EQ(copyMesh->GetTriangleCount(), 1u);
   copy = std::as_const(copy);
   EXPECT_EQ(copyMesh->GetName(), L"source");
-
-  // Moving copies: the source keeps its mesh.
-  MSAXMachinePlatformStl moved(std::move(source));
-  EXPECT_EQ(source.GetPlatformStl(false), sourceMesh);
-  EXPECT_NE(moved.GetPlatformStl(false), sourceMesh);
+  Holder moved(std::move(source));
+  EXPECT_EQ(source.GetPlatformStl(false), mesh);
+  EXPECT_NE(moved.GetPlatformStl(false), mesh);
   EXPECT_EQ(moved.GetPlatformStl(false)->GetTriangleCount(), 1u);
 
-  copy = MSAXMachinePlatformStl();
+  copy = Holder();
   EXPECT_FALSE(copy.Enabled());
+  moved.EnablePlatformStl(false);
+  EXPECT_EQ(std::as_const(moved).GetPlatformStl(), nullptr);
 }
 
 TEST(MachinePlatformStlTest, MeshIsFramedAndReadBack) {
-  MSAXMachinePlatformStl holder;
-  holder.AddUnhandledElement(TalSDK::MSaxUnhandledElement("Future", "1"));
+  Holder holder;
+  holder.AddUnhandledElement({"Future", "1"});
+  EXPECT_EQ(Written(holder).find("Mesh"), std::string::npos);
   holder.EnablePlatformStl(true);
   EXPECT_EQ(Written(holder),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -92,33 +77,21 @@ TEST(MachinePlatformStlTest, MeshIsFramedAndReadBack) {
 
   MakeTriangle(*holder.GetPlatformStl(false), L"plate");
   const std::string text = Written(holder);
-  MSAXMachinePlatformStl read;
-  ReadInto(read, text);
+  Holder read;
+  TestSupport::ReadBlock(text, read);
   ASSERT_TRUE(read.Enabled());
   EXPECT_EQ(read.GetPlatformStl(false)->GetTriangles(),
             holder.GetPlatformStl(false)->GetTriangles());
   EXPECT_EQ(Written(read), text);
-
-  // Without a mesh only the kept elements are written.
-  holder.EnablePlatformStl(false);
-  EXPECT_EQ(Written(holder).find("Mesh"), std::string::npos);
 }
 
 TEST(MachinePlatformStlTest, SecondMeshReplacesTheFirst) {
-  MSAXMachinePlatformStl first;
-  MakeTriangle(*first.GetPlatformStl(true), L"first");
-  first.GetPlatformStl(false)->AddUnhandledElement(TalSDK::MSaxUnhandledElement("Color", "red"));
-  MSAXMachinePlatformStl second;
-  second.GetPlatformStl(true)->SetName(L"second");
-
-  const auto meshElement = [](const std::string& text) {
-    const std::size_t begin = text.find("<Mesh>");
-    return text.substr(begin, text.find("</Mesh>") + 7 - begin);
-  };
-  MSAXMachinePlatformStl read;
+  Holder read;
   MakeTriangle(*read.GetPlatformStl(true), L"before");
-  ReadInto(read, "<PlatformStl>" + meshElement(Written(first)) + meshElement(Written(second)) +
-                     "</PlatformStl>");
+  TestSupport::ReadBlock(
+      "<PlatformStl><Mesh><Name>first</Name><Color>red</Color></Mesh>"
+      "<Mesh><Name>second</Name></Mesh></PlatformStl>",
+      read);
   const MStlBase& mesh = *std::as_const(read).GetPlatformStl();
   EXPECT_EQ(mesh.GetName(), L"second");
   EXPECT_EQ(mesh.GetTriangleCount(), 0u);
