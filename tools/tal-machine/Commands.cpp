@@ -131,14 +131,18 @@ int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit 
   return SaveReplacing(machine, file) ? kSuccess : kFailure;
 }
 
-int RunShow(const std::string& file, Policy policy) {
-  TalAM::MachineParameters machine;
+// Loads for a command that goes on despite refused elements: they are reported as warnings,
+// a failed load as an error.
+bool LoadWarning(TalAM::MachineParameters& machine, const std::string& file, Policy policy) {
   const LoadResult result = Load(machine, file, policy);
   ReportRefused(file, result.refused, "warning");
-  if (!result.loaded) {
-    Error(result.message);
-    return kFailure;
-  }
+  if (!result.loaded) Error(result.message);
+  return result.loaded;
+}
+
+int RunShow(const std::string& file, Policy policy) {
+  TalAM::MachineParameters machine;
+  if (!LoadWarning(machine, file, policy)) return kFailure;
   PrintSummary(std::cout, file, machine);
   return kSuccess;
 }
@@ -167,11 +171,7 @@ int RunCheck(const std::string& file, Policy policy) {
 int RunPlatformMesh(const std::string& file, const std::string& stl, bool remove,
                     const std::string& out) {
   TalAM::MachineParameters machine;
-  const LoadResult result =
-      Load(machine, file, TalAM::MachineParametersSaxRead::KeepUnhandledElements);
-  ReportRefused(file, result.refused, "warning");
-  if (!result.loaded) {
-    Error(result.message);
+  if (!LoadWarning(machine, file, TalAM::MachineParametersSaxRead::KeepUnhandledElements)) {
     return kFailure;
   }
   MSAXMachinePlatformStl& holder = machine.m_platform.m_platformStl;
@@ -192,12 +192,7 @@ int RunPlatformMesh(const std::string& file, const std::string& stl, bool remove
 
 int RunConvert(const std::string& in, const std::string& out, Policy policy) {
   TalAM::MachineParameters machine;
-  const LoadResult result = Load(machine, in, policy);
-  ReportRefused(in, result.refused, "warning");
-  if (!result.loaded) {
-    Error(result.message);
-    return kFailure;
-  }
+  if (!LoadWarning(machine, in, policy)) return kFailure;
   return SaveReplacing(machine, out) ? kSuccess : kFailure;
 }
 
