@@ -50,16 +50,16 @@
 #include <utility>
 #include <vector>
 
-#include "persistence/ValueTags.h"
-#include "sdk/common/StringConversion.h"
-#include "sdk/mesh/SaxStlBase.h"
-#include "sdk/mesh/StlBase.h"
+#include <TalSDK/persistence/ValueTags.h>
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/mesh/SaxStlBase.h>
+#include <TalSDK/sdk/mesh/StlBase.h>
+#include <TalSDK/sdk/sax/BinaryStreams.h>
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
+#include <TalSDK/sdk/sax/ValueText.h>
 #include "sdk/sax/Base64.h"
-#include "sdk/sax/BinaryStreams.h"
-#include "sdk/sax/SAXError.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
-#include "sdk/sax/ValueText.h"
 
 namespace {
 

@@ -11,26 +11,29 @@
 
 namespace {
 
-// A block with three values, persisted through a field table.
+// A block of the caller's own, persisted with the public reader and value-tag helpers.
 struct Envelope : ISAXPersist, TalSDK::MSaxPersistExtensibleObject {
   std::int32_t m_dx = 250 * MUnit::GetIE();
   std::int32_t m_dy = 250 * MUnit::GetIE();
   double m_layer = 0.03;
   std::wstring m_label = L"Büild plate ⌀250";
 
-  static constexpr auto kFields = TalAM::Persistence::MakeFieldTable<Envelope>(
-      TalAM::Persistence::Value("Dx", &Envelope::m_dx),
-      TalAM::Persistence::Value("Dy", &Envelope::m_dy),
-      TalAM::Persistence::Value("Layer", &Envelope::m_layer),
-      TalAM::Persistence::Value("Label", &Envelope::m_label));
-
   bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
-    if (auto result = kFields.Read(tag, *this, reader)) return *result;
+    if (tag == "Dx") return reader.ReadValue(m_dx);
+    if (tag == "Dy") return reader.ReadValue(m_dy);
+    if (tag == "Layer") return reader.ReadValue(m_layer);
+    if (tag == "Label") return reader.ReadValue(m_label);
     return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tag, reader);
   }
   bool Write(TalSAX::ISAXWriter& writer) const override {
-    return kFields.Write(*this, writer) &&
+    return TalAM::WriteValueTag(writer, "Dx", m_dx) && TalAM::WriteValueTag(writer, "Dy", m_dy) &&
+           TalAM::WriteValueTag(writer, "Layer", m_layer) &&
+           TalAM::WriteValueTag(writer, "Label", m_label) &&
            TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  }
+  bool operator==(const Envelope& other) const {
+    return m_dx == other.m_dx && m_dy == other.m_dy && m_layer == other.m_layer &&
+           m_label == other.m_label && MSaxPersistExtensibleObject::operator==(other);
   }
 };
 
@@ -79,10 +82,9 @@ int main() {
     reader.InitHelpersAfterLoading();
     std::cout << "Read back: Dx=" << read.m_dx << " Dy=" << read.m_dy << " Layer=" << read.m_layer
               << " Label=" << StringConversion::NativeToUtf8(read.m_label) << "\n"
-              << "Equal to what was written: "
-              << (Envelope::kFields.Equal(read, written) ? "yes" : "no") << "\n";
+              << "Equal to what was written: " << (read == written ? "yes" : "no") << "\n";
     std::filesystem::remove(path);
-    return Envelope::kFields.Equal(read, written) ? 0 : 1;
+    return read == written ? 0 : 1;
   } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
     std::cerr << error.GetMessage() << "\n";
     return 1;

@@ -1,10 +1,11 @@
-# Fails when a public header is missing from the umbrella header TalSDK/Machines.h.
+# Fails when a public header (any header under include/TalSDK) is missing from the umbrella
+# header TalSDK/Machines.h.
 file(READ ${SOURCE_DIR}/include/TalSDK/Machines.h umbrella)
-file(GLOB_RECURSE sdk_headers RELATIVE ${SOURCE_DIR} ${SOURCE_DIR}/sdk/*.h)
-file(GLOB_RECURSE lib_headers RELATIVE ${SOURCE_DIR}/src ${SOURCE_DIR}/src/*.h)
+file(GLOB_RECURSE headers RELATIVE ${SOURCE_DIR}/include ${SOURCE_DIR}/include/TalSDK/*.h)
+list(REMOVE_ITEM headers TalSDK/Machines.h)
 set(missing "")
-foreach(header IN LISTS sdk_headers lib_headers)
-  string(FIND "${umbrella}" "#include \"${header}\"" found)
+foreach(header IN LISTS headers)
+  string(FIND "${umbrella}" "#include <${header}>" found)
   if(found EQUAL -1)
     list(APPEND missing ${header})
   endif()

@@ -1,4 +1,4 @@
-#include "sdk/common/Logging.h"
+#include <TalSDK/sdk/common/Logging.h>
 
 #include <cstdio>
 #include <mutex>

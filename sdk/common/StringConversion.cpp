@@ -1,11 +1,11 @@
-#include "sdk/common/StringConversion.h"
+#include <TalSDK/sdk/common/StringConversion.h>
 
 #include <cstdint>
 #include <cstring>
 
 #include <utf8.h>
 
-#include "sdk/sax/SAXError.h"
+#include <TalSDK/sdk/sax/SAXError.h>
 
 static_assert(sizeof(wchar_t) == 4, "wide strings are expected to hold UTF-32");
 

@@ -1,16 +1,18 @@
-#include "sdk/mesh/SaxStlBase.h"
+#include <TalSDK/sdk/mesh/SaxStlBase.h>
 
 #include <span>
 #include <utility>
 #include <vector>
 
-#include "sdk/common/StringConversion.h"
-#include "sdk/sax/BinaryStreams.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXError.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
-#include "sdk/sax/ValueText.h"
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/BinaryStreams.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
+#include <TalSDK/sdk/sax/ValueText.h>
+
+#include "sdk/sax/Base64.h"
 
 namespace {
 

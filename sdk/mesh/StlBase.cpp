@@ -1,9 +1,9 @@
-#include "sdk/mesh/StlBase.h"
+#include <TalSDK/sdk/mesh/StlBase.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "sdk/common/Units.h"
+#include <TalSDK/sdk/common/Units.h>
 
 namespace {
 

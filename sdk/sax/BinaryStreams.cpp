@@ -1,4 +1,6 @@
-#include "sdk/sax/BinaryStreams.h"
+#include <TalSDK/sdk/sax/BinaryStreams.h>
+
+#include "sdk/sax/Base64.h"
 
 MSAXStreamBinaryIn::MSAXStreamBinaryIn(std::string_view base64Text) {
   if (!TalSAX::DecodeBinaryArray(base64Text, m_bytes)) m_failed = true;

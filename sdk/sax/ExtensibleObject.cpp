@@ -1,10 +1,10 @@
-#include "sdk/sax/ExtensibleObject.h"
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
 
 #include <utility>
 
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
-#include "sdk/sax/ValueText.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
+#include <TalSDK/sdk/sax/ValueText.h>
 
 namespace TalSDK {
 

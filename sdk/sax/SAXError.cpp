@@ -1,4 +1,4 @@
-#include "sdk/sax/SAXError.h"
+#include <TalSDK/sdk/sax/SAXError.h>
 
 #include <utility>
 

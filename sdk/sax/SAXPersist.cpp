@@ -1,4 +1,4 @@
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 ISAXReference::~ISAXReference() = default;
 

@@ -1,4 +1,4 @@
-#include "sdk/sax/SAXReader.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,9 +11,9 @@
 #include <pugixml.hpp>
 #include <utility>
 
-#include "sdk/common/StringConversion.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXError.h"
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXError.h>
 #include "sdk/sax/XmlText.h"
 
 namespace TalSAX {

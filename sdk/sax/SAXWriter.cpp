@@ -1,4 +1,4 @@
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "sdk/common/StringConversion.h"
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXError.h>
 #include "sdk/sax/Base64.h"
-#include "sdk/sax/SAXError.h"
 #include "sdk/sax/XmlText.h"
 
 namespace TalSAX {

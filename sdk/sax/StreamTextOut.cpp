@@ -1,4 +1,4 @@
-#include "sdk/sax/StreamTextOut.h"
+#include <TalSDK/sdk/sax/StreamTextOut.h>
 
 MStreamTextOut<wchar_t>& MStreamTextOut<wchar_t>::operator<<(float value) {
   m_scratch.clear();

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "TalSDK/SDKExport.h"
+#include <TalSDK/SDKExport.h>
 
 namespace TalSAX::XmlText {
 

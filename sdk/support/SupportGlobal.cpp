@@ -1,12 +1,12 @@
-#include "sdk/support/SupportGlobal.h"
+#include <TalSDK/sdk/support/SupportGlobal.h>
 
 #include <algorithm>
 #include <memory>
 #include <utility>
 
-#include "sdk/mesh/StlBase.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/mesh/StlBase.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace TalSDK::SupportGeneration {
 

@@ -1,14 +1,14 @@
-#include "machine/MachineFile.h"
+#include <TalSDK/machine/MachineFile.h>
 
 #include <exception>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 
-#include "machine/MachineParametersSaxWrite.h"
-#include "sdk/common/StringConversion.h"
-#include "sdk/sax/SAXError.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/machine/MachineParametersSaxWrite.h>
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace TalAM {
 

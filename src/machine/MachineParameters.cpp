@@ -1,8 +1,8 @@
-#include "machine/MachineParameters.h"
+#include <TalSDK/machine/MachineParameters.h>
 
 #include <cmath>
 
-#include "sdk/common/Units.h"
+#include <TalSDK/sdk/common/Units.h>
 
 namespace TalAM {
 

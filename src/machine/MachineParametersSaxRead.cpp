@@ -1,7 +1,7 @@
-#include "machine/MachineParametersSaxRead.h"
+#include <TalSDK/machine/MachineParametersSaxRead.h>
 
-#include "sdk/common/StringConversion.h"
-#include "sdk/sax/SAXReader.h"
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
 
 namespace TalAM {
 

@@ -1,9 +1,9 @@
-#include "machine/MachineParametersSaxWrite.h"
+#include <TalSDK/machine/MachineParametersSaxWrite.h>
 
 #include <map>
 
-#include "persistence/ValueTags.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/persistence/ValueTags.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace TalAM {
 

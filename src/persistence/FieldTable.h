@@ -29,10 +29,10 @@
 #include <type_traits>
 #include <utility>
 
-#include "persistence/ValueTags.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/persistence/ValueTags.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace TalAM::Persistence {
 

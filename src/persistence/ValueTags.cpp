@@ -1,10 +1,10 @@
-#include "persistence/ValueTags.h"
+#include <TalSDK/persistence/ValueTags.h>
 
 #include <optional>
 
-#include "sdk/common/StringConversion.h"
-#include "sdk/sax/SAXError.h"
-#include "sdk/sax/StreamTextOut.h"
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/StreamTextOut.h>
 
 namespace TalAM {
 namespace {

@@ -1,10 +1,10 @@
-#include "platform/MachineEnvelope.h"
+#include <TalSDK/platform/MachineEnvelope.h>
 
+#include <TalSDK/persistence/ValueTags.h>
+#include <TalSDK/sdk/common/Units.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 #include "persistence/FieldTable.h"
-#include "persistence/ValueTags.h"
-#include "sdk/common/Units.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
-#include "platform/MachineLaserOverlaps.h"
+#include <TalSDK/platform/MachineLaserOverlaps.h>
 
 #include <array>
 
+#include <TalSDK/persistence/ValueTags.h>
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
+#include <TalSDK/sdk/sax/StreamTextOut.h>
 #include "persistence/FieldTable.h"
-#include "persistence/ValueTags.h"
-#include "sdk/common/StringConversion.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
-#include "sdk/sax/StreamTextOut.h"
 
 namespace {
 

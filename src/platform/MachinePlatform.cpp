@@ -1,4 +1,4 @@
-#include "platform/MachinePlatform.h"
+#include <TalSDK/platform/MachinePlatform.h>
 
 #include <locale>
 #include <string_view>
@@ -6,13 +6,13 @@
 #include <boost/iostreams/device/array.hpp>
 #include <boost/iostreams/stream.hpp>
 
+#include <TalSDK/persistence/ValueTags.h>
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/common/Units.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
+#include <TalSDK/sdk/sax/StreamTextOut.h>
 #include "persistence/FieldTable.h"
-#include "persistence/ValueTags.h"
-#include "sdk/common/StringConversion.h"
-#include "sdk/common/Units.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
-#include "sdk/sax/StreamTextOut.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "platform/MachinePlatformStl.h"
+#include <TalSDK/platform/MachinePlatformStl.h>
 
 #include <string_view>
 
-#include "sdk/mesh/SaxStlBase.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/mesh/SaxStlBase.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace {
 

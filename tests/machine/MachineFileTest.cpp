@@ -1,4 +1,4 @@
-#include "machine/MachineFile.h"
+#include <TalSDK/machine/MachineFile.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "sdk/common/Units.h"
+#include <TalSDK/sdk/common/Units.h>
 #include "support/TestSupport.h"
 
 using TalAM::LoadFromTMCF;

@@ -62,19 +62,29 @@ if(STEP STREQUAL "install")
     message(FATAL_ERROR "Static libraries installed: ${archives}")
   endif()
 
-  # Every quoted include of an installed header resolves within the installed include dirs
-  # (include/ and include/TalSDK), as it must for a consumer without the source tree.
+  # Installed headers reach each other as <TalSDK/...> and every such include resolves within
+  # the installed include/ alone, as it must for a consumer without the source tree. A quoted
+  # include would depend on the including file's folder or on a source tree.
   require_file(${include}/TalSDK/Machines.h)
   file(GLOB_RECURSE headers ${include}/*.h)
   foreach(header IN LISTS headers)
-    file(STRINGS ${header} lines REGEX "^[ \t]*#[ \t]*include[ \t]*\"")
+    file(STRINGS ${header} quoted REGEX "^[ \t]*#[ \t]*include[ \t]*\"")
+    if(quoted)
+      message(FATAL_ERROR "${header} has a quoted include: ${quoted}")
+    endif()
+    file(STRINGS ${header} lines REGEX "^[ \t]*#[ \t]*include[ \t]*<TalSDK/")
     foreach(line IN LISTS lines)
-      string(REGEX REPLACE "^[^\"]*\"([^\"]+)\".*$" "\\1" included "${line}")
-      if(NOT EXISTS ${include}/${included} AND NOT EXISTS ${include}/TalSDK/${included})
-        message(FATAL_ERROR "${header} includes \"${included}\", which is not installed")
+      string(REGEX REPLACE "^[^<]*<([^>]+)>.*$" "\\1" included "${line}")
+      if(NOT EXISTS ${include}/${included})
+        message(FATAL_ERROR "${header} includes <${included}>, which is not installed")
       endif()
     endforeach()
   endforeach()
+  # Only include/ goes on a consumer's path: no generic top-level folders (sdk/, platform/).
+  file(GLOB top_level RELATIVE ${include} ${include}/*)
+  if(NOT top_level STREQUAL "TalSDK")
+    message(FATAL_ERROR "Installed include folder holds more than TalSDK/: ${top_level}")
+  endif()
 
   # The package files name no build-time paths and no private dependency.
   require_file(${package_dir}/TalSDKMachinesConfig.cmake)
@@ -127,11 +137,14 @@ elseif(STEP STREQUAL "pkgconfig")
     message(FATAL_ERROR "pkg-config --cflags --libs TalSDKMachines failed:\n${error}")
   endif()
   separate_arguments(flags UNIX_COMMAND "${flags}")
-  foreach(expected IN ITEMS "-I${include}" "-I${include}/TalSDK" "-L${lib}" "-lTalSDK.Machines")
+  foreach(expected IN ITEMS "-I${include}" "-L${lib}" "-lTalSDK.Machines")
     if(NOT expected IN_LIST flags)
       message(FATAL_ERROR "pkg-config gives \"${flags}\", without ${expected}")
     endif()
   endforeach()
+  if("-I${include}/TalSDK" IN_LIST flags)
+    message(FATAL_ERROR "pkg-config puts include/TalSDK on the include path: \"${flags}\"")
+  endif()
 
   # The flags alone are enough to build the consumer (the run path stands in for ldconfig).
   cmake_path(GET CONSUMER_BUILD PARENT_PATH out_dir)

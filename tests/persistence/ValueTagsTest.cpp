@@ -1,4 +1,4 @@
-#include "persistence/ValueTags.h"
+#include <TalSDK/persistence/ValueTags.h>
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "sdk/sax/SAXError.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace {
 

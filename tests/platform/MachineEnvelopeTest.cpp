@@ -1,4 +1,4 @@
-#include "platform/MachineEnvelope.h"
+#include <TalSDK/platform/MachineEnvelope.h>
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 #include <limits>
 #include <string>
 
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 #include "support/TestSupport.h"
 
 namespace {

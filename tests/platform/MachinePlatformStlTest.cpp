@@ -1,12 +1,12 @@
-#include "platform/MachinePlatformStl.h"
+#include <TalSDK/platform/MachinePlatformStl.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <utility>
 
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 #include "support/TestSupport.h"
 
 namespace {

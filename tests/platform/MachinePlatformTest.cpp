@@ -1,4 +1,4 @@
-#include "platform/MachinePlatform.h"
+#include <TalSDK/platform/MachinePlatform.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 #include "support/TestSupport.h"
 
 using ::testing::ElementsAre;

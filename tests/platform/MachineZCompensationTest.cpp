@@ -1,12 +1,12 @@
-#include "platform/MachineZCompensation.h"
+#include <TalSDK/platform/MachineZCompensation.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 #include "support/TestSupport.h"
 
 using ::testing::ElementsAre;

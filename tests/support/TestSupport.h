@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
-#include "sdk/sax/SAXReader.h"
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
 
 namespace TestSupport {
 

@@ -1,11 +1,11 @@
-#include "sdk/common/StringConversion.h"
+#include <TalSDK/sdk/common/StringConversion.h>
 
 #include <random>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sdk/sax/SAXError.h"
+#include <TalSDK/sdk/sax/SAXError.h>
 
 using namespace StringConversion;
 using namespace std::string_view_literals;

@@ -1,4 +1,4 @@
-#include "sdk/common/Units.h"
+#include <TalSDK/sdk/common/Units.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "sdk/mesh/SaxStlBase.h"
+#include <TalSDK/sdk/mesh/SaxStlBase.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 #include "sdk/sax/Base64.h"
-#include "sdk/sax/SAXError.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "sdk/mesh/StlBase.h"
+#include <TalSDK/sdk/mesh/StlBase.h>
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "sdk/common/Units.h"
-#include "sdk/support/SupportGlobal.h"
+#include <TalSDK/sdk/common/Units.h>
+#include <TalSDK/sdk/support/SupportGlobal.h>
 
 namespace {
 

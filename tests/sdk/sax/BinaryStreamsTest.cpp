@@ -1,10 +1,10 @@
-#include "sdk/sax/BinaryStreams.h"
+#include <TalSDK/sdk/sax/BinaryStreams.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 using TalSAX::UserUint32_t;
 

@@ -1,4 +1,4 @@
-#include "sdk/sax/ExtensibleObject.h"
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 using TalSDK::MSaxPersistExtensibleObject;
 using TalSDK::MSaxUnhandledElement;

@@ -1,4 +1,4 @@
-#include "sdk/sax/SAXReader.h"
+#include <TalSDK/sdk/sax/SAXReader.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "sdk/sax/SAXError.h"
+#include <TalSDK/sdk/sax/SAXError.h>
 #include "support/TestSupport.h"
 
 using TalSAX::SAXReader;

@@ -1,4 +1,4 @@
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,9 +6,9 @@
 #include <random>
 #include <string>
 
-#include "sdk/common/StringConversion.h"
-#include "sdk/sax/SAXError.h"
-#include "sdk/sax/SAXReader.h"
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
 #include "support/TestSupport.h"
 
 using TalSAX::SAXWriter;

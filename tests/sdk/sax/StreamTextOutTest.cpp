@@ -1,4 +1,4 @@
-#include "sdk/sax/StreamTextOut.h"
+#include <TalSDK/sdk/sax/StreamTextOut.h>
 
 #include <climits>
 

@@ -1,4 +1,4 @@
-#include "sdk/sax/ValueText.h"
+#include <TalSDK/sdk/sax/ValueText.h>
 
 #include <bit>
 #include <clocale>

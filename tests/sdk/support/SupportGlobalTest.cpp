@@ -1,13 +1,13 @@
-#include "sdk/support/SupportGlobal.h"
+#include <TalSDK/sdk/support/SupportGlobal.h>
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
 
-#include "sdk/mesh/StlBase.h"
-#include "sdk/sax/SAXReader.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/sdk/mesh/StlBase.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace {
 

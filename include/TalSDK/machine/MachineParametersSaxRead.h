@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "TalSDK/MachinesExport.h"
-#include "machine/MachineParameters.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/machine/MachineParameters.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 namespace TalAM {
 

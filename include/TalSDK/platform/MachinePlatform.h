@@ -8,14 +8,14 @@
 #include <optional>
 #include <string>
 
-#include "TalSDK/MachinesExport.h"
-#include "platform/MachineEnvelope.h"
-#include "platform/MachineLaserOverlaps.h"
-#include "platform/MachinePlatformStl.h"
-#include "platform/PlatformTypes.h"
-#include "sdk/math/BoundingBox.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/platform/MachineEnvelope.h>
+#include <TalSDK/platform/MachineLaserOverlaps.h>
+#include <TalSDK/platform/MachinePlatformStl.h>
+#include <TalSDK/platform/PlatformTypes.h>
+#include <TalSDK/sdk/math/BoundingBox.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 class TALSDK_MACHINES_EXPORT MSAXMachinePlatform : public ISAXPersist,
                                                    public TalSDK::MSaxPersistExtensibleObject {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "TalSDK/SDKExport.h"
+#include <TalSDK/SDKExport.h>
 
 namespace TalSDK::Common::Logging {
 

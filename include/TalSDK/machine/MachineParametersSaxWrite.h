@@ -2,9 +2,9 @@
 // Writes the content of the "Machine" element of a machine file, in one fixed order: the
 // top-level values, each block through the block's own writer, then the kept elements.
 
-#include "TalSDK/MachinesExport.h"
-#include "machine/MachineParameters.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/machine/MachineParameters.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 namespace TalAM {
 

@@ -7,11 +7,11 @@
 #include <list>
 #include <string>
 
-#include "TalSDK/MachinesExport.h"
-#include "platform/MachinePlatform.h"
-#include "platform/MachineZCompensation.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/support/SupportGlobal.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/platform/MachinePlatform.h>
+#include <TalSDK/platform/MachineZCompensation.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/support/SupportGlobal.h>
 
 namespace TalAM {
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "TalSDK/MachinesExport.h"
-#include "machine/MachineParameters.h"
-#include "machine/MachineParametersSaxRead.h"
-#include "sdk/sax/SAXReader.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/machine/MachineParameters.h>
+#include <TalSDK/machine/MachineParametersSaxRead.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
 
 namespace TalAM {
 

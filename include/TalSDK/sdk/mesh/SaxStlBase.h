@@ -6,9 +6,9 @@
 
 #include <string>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/mesh/StlBase.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/SDKExport.h>
+#include <TalSDK/sdk/mesh/StlBase.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 class TALSDK_SDK_EXPORT MSaxStlBase : public ISAXPersist {
  public:

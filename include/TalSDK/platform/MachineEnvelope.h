@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <string>
 
-#include "TalSDK/MachinesExport.h"
-#include "sdk/math/BoundingBox.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/sdk/math/BoundingBox.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 class TALSDK_MACHINES_EXPORT MSAXMachineEnvelope : public ISAXPersist,
                                                    public TalSDK::MSaxPersistExtensibleObject {

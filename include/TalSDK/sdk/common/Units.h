@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-#include "TalSDK/SDKExport.h"
+#include <TalSDK/SDKExport.h>
 
 class TALSDK_SDK_EXPORT MUnit {
  public:

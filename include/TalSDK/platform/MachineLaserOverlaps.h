@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "TalSDK/MachinesExport.h"
-#include "platform/PlatformTypes.h"
-#include "sdk/common/Color.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/platform/PlatformTypes.h>
+#include <TalSDK/sdk/common/Color.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 class TALSDK_MACHINES_EXPORT MSAXMachineLaserOverlaps : public ISAXPersist,
                                                         public TalSDK::MSaxPersistExtensibleObject {

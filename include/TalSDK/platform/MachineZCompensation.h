@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "TalSDK/MachinesExport.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 class TALSDK_MACHINES_EXPORT MSAXMachineZCompensation : public ISAXPersist,
                                                         public TalSDK::MSaxPersistExtensibleObject {

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/SDKExport.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 namespace TalSDK {
 

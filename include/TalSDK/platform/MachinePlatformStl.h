@@ -6,10 +6,10 @@
 #include <memory>
 #include <string>
 
-#include "TalSDK/MachinesExport.h"
-#include "sdk/mesh/StlBase.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/sdk/mesh/StlBase.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 class TALSDK_MACHINES_EXPORT MSAXMachinePlatformStl : public ISAXPersist,
                                                       public TalSDK::MSaxPersistExtensibleObject {

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/sax/ValueText.h"
+#include <TalSDK/SDKExport.h>
+#include <TalSDK/sdk/sax/ValueText.h>
 
 template <class CharT>
 class MStreamTextOut;

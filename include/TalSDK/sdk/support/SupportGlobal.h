@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/SDKExport.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 class MStlBase;
 

@@ -13,10 +13,10 @@
 #include <type_traits>
 #include <vector>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/math/BoundingBox.h"
-#include "sdk/sax/ExtensibleObject.h"
-#include "sdk/sax/SAXPersist.h"
+#include <TalSDK/SDKExport.h>
+#include <TalSDK/sdk/math/BoundingBox.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
 
 namespace TalSDK::SupportGeneration {
 class MSupportSupport;

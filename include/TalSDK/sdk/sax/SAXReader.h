@@ -10,11 +10,11 @@
 #include <string_view>
 #include <vector>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/common/Color.h"
-#include "sdk/sax/BinaryStreams.h"
-#include "sdk/sax/SAXPersist.h"
-#include "sdk/sax/ValueText.h"
+#include <TalSDK/SDKExport.h>
+#include <TalSDK/sdk/common/Color.h>
+#include <TalSDK/sdk/sax/BinaryStreams.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
+#include <TalSDK/sdk/sax/ValueText.h>
 
 namespace TalSDK {
 class MSaxUnhandledElement;

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "TalSDK/SDKExport.h"
+#include <TalSDK/SDKExport.h>
 
 namespace StringConversion {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "TalSDK/SDKExport.h"
+#include <TalSDK/SDKExport.h>
 
 namespace TalSDK::FileIO::MSAXError {
 

@@ -10,10 +10,10 @@
 #include <string>
 #include <string_view>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/sax/BinaryStreams.h"
-#include "sdk/sax/SAXPersist.h"
-#include "sdk/sax/ValueText.h"
+#include <TalSDK/SDKExport.h>
+#include <TalSDK/sdk/sax/BinaryStreams.h>
+#include <TalSDK/sdk/sax/SAXPersist.h>
+#include <TalSDK/sdk/sax/ValueText.h>
 
 namespace TalSAX {
 

@@ -12,8 +12,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "TalSDK/SDKExport.h"
-#include "sdk/sax/Base64.h"
+#include <TalSDK/SDKExport.h>
 
 static_assert(std::endian::native == std::endian::little,
               "binary elements hold little-endian bytes; this build assumes a little-endian host");
@@ -76,25 +75,3 @@ class TALSDK_SDK_EXPORT MSAXStreamBinaryIn {
   std::size_t m_position = 0;
   bool m_failed = false;
 };
-
-namespace TalSAX {
-
-// Decodes the base64 `text` straight into `out` as an array of T, without an intermediate
-// buffer (used for large meshes). False when the text is not valid base64 or its byte count
-// is not a multiple of sizeof(T); `out` is then empty.
-template <class T>
-requires std::is_trivially_copyable_v<T>
-bool DecodeBinaryArray(std::string_view text, std::vector<T>& out) {
-  const std::size_t upper = Base64::DecodedSizeUpperBound(text.size());
-  out.resize((upper + sizeof(T) - 1) / sizeof(T));
-  const std::ptrdiff_t n =
-      Base64::Decode(text, reinterpret_cast<std::byte*>(out.data()), out.size() * sizeof(T));
-  if (n < 0 || static_cast<std::size_t>(n) % sizeof(T) != 0) {
-    out.clear();
-    return false;
-  }
-  out.resize(static_cast<std::size_t>(n) / sizeof(T));
-  return true;
-}
-
-}  // namespace TalSAX

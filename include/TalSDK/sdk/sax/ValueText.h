@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "TalSDK/SDKExport.h"
+#include <TalSDK/SDKExport.h>
 
 namespace TalSAX::ValueText {
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "TalSDK/MachinesExport.h"
-#include "sdk/sax/SAXWriter.h"
+#include <TalSDK/MachinesExport.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
 
 namespace TalAM {
 
