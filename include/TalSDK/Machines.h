@@ -43,3 +43,6 @@
 #include <TalSDK/machine/MachineParameters.h>
 #include <TalSDK/machine/MachineParametersSaxRead.h>
 #include <TalSDK/machine/MachineParametersSaxWrite.h>
+
+// The version of this library.
+#include <TalSDK/Version.h>

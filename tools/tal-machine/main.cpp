@@ -73,7 +73,7 @@ std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error) {
 
 int main(int argc, char** argv) {
   CLI::App app{"Creates, inspects, checks and converts machine files.", "tal-machine"};
-  app.set_version_flag("--version", TALMACHINE_VERSION);
+  app.set_version_flag("--version", TALSDK_MACHINES_VERSION_STRING);
   app.require_subcommand(1);
 
   std::string file;
