@@ -1,28 +1,33 @@
-// Reading and writing two machine documents with the tag reader and writer, each next to a
+// Reading and writing three machine documents with the tag reader and writer, each next to a
 // baseline that does the least work giving the same result, on the same bytes in the same run:
 //
-//   Small  ~400 value elements in 20 blocks (ints, floats, doubles, booleans, wide strings),
-//          read into block handlers that read every value, written from the same values.
-//          Read baseline: pugixml load_file (and, for comparison only, load_file followed by
-//          converting every value). Write baseline: the same text built in memory and written
-//          with one fwrite.
-//   Mesh   Machine/Platform/PlatformStl/Mesh holding a 1,000,000-triangle mesh (500,000
-//          vertices, ~24 MB of base64), read through MSaxStlBase into an MStlBase and written
-//          from it. Read baseline: pugixml load_file and decoding the two payloads into
-//          arrays. Write baseline: the same text encoded into a buffer and one fwrite.
+//   Small    ~400 value elements in 20 blocks (ints, floats, doubles, booleans, wide strings),
+//            read into block handlers that read every value, written from the same values.
+//            Read baseline: pugixml load_file (and, for comparison only, load_file followed by
+//            converting every value). Write baseline: the same text built in memory and written
+//            with one fwrite.
+//   Mesh     Machine/Platform/PlatformStl/Mesh holding a 1,000,000-triangle mesh (500,000
+//            vertices, ~24 MB of base64), read through MSaxStlBase into an MStlBase and written
+//            from it. Read baseline: pugixml load_file and decoding the two payloads into
+//            arrays. Write baseline: the same text encoded into a buffer and one fwrite.
+//   Machine  a whole machine file (~25 KB): the example machine with 64 laser overlaps, 48
+//            support profiles and 91 angle factors, read with TalAM::LoadFromTMCF, written with
+//            TalAM::SaveToTMCF and compared (operator== of two equal machines, a full walk).
+//            Read baseline: pugixml load_file. Writing and comparing have no baseline.
 //
-// Both documents are generated here, written to a temporary directory once and checked
+// The documents are generated here, written to a temporary directory once and checked
 // (the readers give back what was written, the baselines produce and see the same bytes)
 // before anything is measured. Writes go to a file that is deleted before each iteration,
 // outside the measured time: replacing an existing file costs more, and each iteration would
 // then depend on the previous one's writeback.
 //
 // Single-shot modes, mainly for bench/run.sh's peak memory measurement (/usr/bin/time -v):
-//   --write-small-document PATH  writes the small document to PATH (to look at it)
-//   --write-mesh-document PATH   writes the mesh document to PATH
-//   --read-mesh-document PATH    reads it once with the tag reader into an MStlBase
-//   --read-mesh-baseline PATH    reads it once with pugixml and decodes the arrays
-//   --idle                       does nothing (the footprint of the process itself)
+//   --write-small-document PATH    writes the small document to PATH (to look at it)
+//   --write-mesh-document PATH     writes the mesh document to PATH
+//   --write-machine-document PATH  writes the machine document to PATH
+//   --read-mesh-document PATH      reads it once with the tag reader into an MStlBase
+//   --read-mesh-baseline PATH      reads it once with pugixml and decodes the arrays
+//   --idle                         does nothing (the footprint of the process itself)
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -50,15 +55,7 @@
 #include <utility>
 #include <vector>
 
-#include <TalSDK/persistence/ValueTags.h>
-#include <TalSDK/sdk/common/StringConversion.h>
-#include <TalSDK/sdk/mesh/SaxStlBase.h>
-#include <TalSDK/sdk/mesh/StlBase.h>
-#include <TalSDK/sdk/sax/BinaryStreams.h>
-#include <TalSDK/sdk/sax/SAXError.h>
-#include <TalSDK/sdk/sax/SAXReader.h>
-#include <TalSDK/sdk/sax/SAXWriter.h>
-#include <TalSDK/sdk/sax/ValueText.h>
+#include <TalSDK/Machines.h>
 #include "sdk/sax/Base64.h"
 
 namespace {
@@ -418,6 +415,83 @@ class MeshText {
 };
 
 // ---------------------------------------------------------------------------------------------
+// The machine document: the example machine (examples/machines/example-machine.xml) grown into
+// a busy one, with many laser overlaps, support profiles and angle factors, an unknown block
+// kept from a newer version and the example's small platform mesh.
+
+constexpr int kLaserOverlaps = 64;
+constexpr int kSupportProfiles = 48;
+constexpr int kAngleFactors = 91;
+
+std::string MakeMachineText() {
+  std::string t(kDeclaration);
+  t += "\n<Machine>\n  <Name>M2 Cusing 250</Name>\n"
+       "  <Comments>Two-laser powder-bed machine, hall B.&#13;\nRecalibrated 2026-10-02."
+       "</Comments>\n  <Material>\n    <Name>316L stainless steel</Name>\n  </Material>\n"
+       "  <Unit>Mm</Unit>\n  <ZCompensation>1200</ZCompensation>\n  <Platform>\n"
+       "    <Shape>Box</Shape>\n    <GasFlowVisible>true</GasFlowVisible>\n"
+       "    <GasFlowDirectionAxis>Y</GasFlowDirectionAxis>\n"
+       "    <GasFlowDirection>Negative</GasFlowDirection>\n"
+       "    <RecoaterVisible>true</RecoaterVisible>\n"
+       "    <RecoaterDirectionAxis>X</RecoaterDirectionAxis>\n"
+       "    <RecoaterDirection>Double</RecoaterDirection>\n"
+       "    <Envelope>\n      <Dx>250000</Dx>\n      <Dy>250000</Dy>\n      <Dz>280000</Dz>\n"
+       "    </Envelope>\n    <Position>0 0 4000</Position>\n"
+       "    <DefaultPartPosition>125000 125000 0</DefaultPartPosition>\n    <LaserOverlaps>\n";
+  for (int i = 0; i < kLaserOverlaps; ++i) {
+    t += "      <Overlap>\n        <Orientation>";
+    t += i % 2 == 0 ? "X" : "Y";
+    t += "</Orientation>\n        <Position>" + std::to_string(5000 + 5000 * (i / 2)) +
+         "</Position>\n        <Width>" + std::to_string(2000 + 250 * (i % 8)) +
+         "</Width>\n        <Color>" + (i % 2 == 0 ? "1 0 0 0.5" : "0 0 1 0.25") +
+         "</Color>\n      </Overlap>\n";
+  }
+  t +=
+      "    </LaserOverlaps>\n    <PlatformStl>\n      <Mesh>\n        <Name>build-plate</Name>\n"
+      "        <Vertices>AAAAAAAAAAAAACDBAAB6QwAAekMAACDBAAB6QwAAAAAAACDBAAAAAAAAekMAACDBAAAAAAAAAA"
+      "AAAAAAAAB6QwAAAAAAAAAAAAB6QwAAekMAAAAAAAAAAAAAekMAAAAA</Vertices>\n        <Triangles>"
+      "AAAAAAEAAAACAAAAAAAAAAMAAAABAAAABAAAAAUAAAAGAAAABAAAAAYAAAAHAAAAAAAAAAIAAAAFAAAAAAAAAAUAAA"
+      "AEAAAAAgAAAAEAAAAGAAAAAgAAAAYAAAAFAAAAAQAAAAMAAAAHAAAAAQAAAAcAAAAGAAAAAwAAAAAAAAAEAAAAAwAA"
+      "AAQAAAAHAAAA</Triangles>\n      </Mesh>\n    </PlatformStl>\n  </Platform>\n"
+      "  <SupportProfilesVector>\n";
+  const auto lattice = [](int i, const char* indent) {
+    const std::string in(indent);
+    return in + "<Lattice spacing=\"0." + std::to_string(5 + i % 5) + "\" angle=\"" +
+           std::to_string(30 + 5 * (i % 4)) + "\">\n" + in + "  <Wall>0.1" +
+           std::to_string(i % 10) + "</Wall>\n" + in + "  <Teeth height=\"0.6\" count=\"" +
+           std::to_string(2 + i % 3) + "\"/>\n" + in + "</Lattice>\n";
+  };
+  for (int i = 0; i < kSupportProfiles; ++i) {
+    t += "    <SupportProfile>\n      <ProfileName>Profile " + std::to_string(i + 1) +
+         (i % 3 == 0 ? ", heavy parts" : ", fine lattice") + "</ProfileName>\n";
+    t += i % 3 == 0 ? "      <Block spacing=\"1.2\"/>\n" : lattice(i, "      ");
+    t += "    </SupportProfile>\n";
+  }
+  t += "  </SupportProfilesVector>\n  <Support>\n    <ProfileName>Profile 2, fine lattice"
+       "</ProfileName>\n" +
+       lattice(1, "    ") +
+       "  </Support>\n  <ZCompensationParameters>\n"
+       "    <ZCompensationValue>1200</ZCompensationValue>\n    <PreserveThin>10</PreserveThin>\n"
+       "    <PreserveSmallFeatures>true</PreserveSmallFeatures>\n"
+       "    <RemoveSelfIteractions>false</RemoveSelfIteractions>\n    <ZCompType>1</ZCompType>\n"
+       "    <SaveZCompToPartName>true</SaveZCompToPartName>\n"
+       "    <UseAngleBasedFactor>true</UseAngleBasedFactor>\n"
+       "    <FilterSharpTriangles>true</FilterSharpTriangles>\n    <AngleFactorArray>\n";
+  for (int i = 0; i < kAngleFactors; ++i) {
+    // cos of the angle from 0 to 90 degrees, in thousandths.
+    const double factor = 1000.0 * std::cos(std::numbers::pi * i / (2.0 * (kAngleFactors - 1)));
+    t += "      <AngleFactor>" + std::to_string(std::lround(factor)) + "</AngleFactor>\n";
+  }
+  t += "    </AngleFactorArray>\n  </ZCompensationParameters>\n"
+       "  <AdaptiveLayerThickness version=\"2\">\n    <MinLayer>0.02</MinLayer>\n"
+       "    <MaxLayer>0.06</MaxLayer>\n  </AdaptiveLayerThickness>\n</Machine>\n";
+  return t;
+}
+
+using MachinePolicy = TalAM::MachineParametersSaxRead::LoadPolicyUnhandledElements;
+constexpr MachinePolicy kKeepUnknown = TalAM::MachineParametersSaxRead::KeepUnhandledElements;
+
+// ---------------------------------------------------------------------------------------------
 // Shared state and helpers.
 
 bool WriteFileWithFwrite(const std::string& path, std::string_view text) {
@@ -441,9 +515,11 @@ struct Documents {
   MachineValues machine;
   MStlBase mesh;
 
-  fs::path smallPath, meshPath, outputPath;
-  std::wstring smallWide, meshWide, outputWide;
-  std::int64_t smallBytes = 0, meshBytes = 0;
+  TalAM::MachineParameters fullMachine, fullMachineCopy;
+
+  fs::path smallPath, meshPath, machinePath, outputPath;
+  std::wstring smallWide, meshWide, machineWide, outputWide;
+  std::int64_t smallBytes = 0, meshBytes = 0, machineBytes = 0;
 };
 
 Documents* g_documents = nullptr;
@@ -562,8 +638,69 @@ void MeshWriteBaseline(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * d.meshBytes);
 }
 
+void MachineReadOurs(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  for (auto _ : state) {
+    TalAM::MachineParameters machine;
+    if (!TalAM::LoadFromTMCF(machine, d.machineWide.c_str(), kKeepUnknown)) {
+      state.SkipWithError("cannot read the machine");
+    }
+    benchmark::DoNotOptimize(machine.m_supportProfiles.size());
+  }
+  state.SetBytesProcessed(state.iterations() * d.machineBytes);
+}
+
+void MachineReadPugixml(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.machinePath.string();
+  for (auto _ : state) {
+    pugi::xml_document document;
+    if (!document.load_file(path.c_str())) state.SkipWithError("pugixml cannot read the machine");
+    benchmark::DoNotOptimize(document.document_element().internal_object());
+  }
+  state.SetBytesProcessed(state.iterations() * d.machineBytes);
+}
+
+void MachineWriteOurs(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  for (auto _ : state) {
+    ::unlink(d.outputPath.c_str());
+    const auto start = Clock::now();
+    if (!TalAM::SaveToTMCF(d.fullMachine, d.outputWide.c_str()))
+      state.SkipWithError("cannot write");
+    state.SetIterationTime(Seconds(Clock::now() - start));
+  }
+  ::unlink(d.outputPath.c_str());
+  state.SetBytesProcessed(state.iterations() * d.machineBytes);
+}
+
+// Two machines read separately from the same file: equal, so the comparison walks everything.
+void MachineCompareOurs(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  for (auto _ : state) {
+    const bool equal = d.fullMachine == d.fullMachineCopy;
+    if (!equal) state.SkipWithError("the copies differ");
+    benchmark::DoNotOptimize(equal);
+  }
+  state.SetBytesProcessed(state.iterations() * d.machineBytes);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Set-up and checks.
+
+// Reads the generated machine text and saves the machine at `path`.
+bool WriteMachineFile(const fs::path& path) {
+  const fs::path text = path.string() + ".generated";
+  if (!WriteFileWithFwrite(text.string(), MakeMachineText())) return false;
+  TalAM::MachineParameters machine;
+  std::vector<TalSAX::SAXWarning> refused;
+  std::wstring message;
+  const bool ok =
+      TalAM::LoadFromTMCF(machine, text.wstring().c_str(), message, kKeepUnknown, refused) &&
+      refused.empty() && TalAM::SaveToTMCF(machine, path.wstring().c_str());
+  fs::remove(text);
+  return ok;
+}
 
 // Creates the documents and checks that every reader and baseline agrees with them.
 bool PrepareDocuments(Documents& d) {
@@ -575,9 +712,11 @@ bool PrepareDocuments(Documents& d) {
   d.directory = pattern;
   d.smallPath = d.directory / "small.xml";
   d.meshPath = d.directory / "mesh.xml";
+  d.machinePath = d.directory / "machine.xml";
   d.outputPath = d.directory / "output.xml";
   d.smallWide = d.smallPath.wstring();
   d.meshWide = d.meshPath.wstring();
+  d.machineWide = d.machinePath.wstring();
   d.outputWide = d.outputPath.wstring();
 
   d.machine = MakeMachineValues();
@@ -629,6 +768,27 @@ bool PrepareDocuments(Documents& d) {
   }
   MeshText meshText(d.mesh);
   if (meshText.Build() != ReadFileBytes(d.meshPath)) return fail("the mesh write baseline's text");
+
+  // The machine document is what our writer makes of the generated text; it reads back equal.
+  if (!WriteMachineFile(d.machinePath)) return fail("the generated machine reads and writes");
+  d.machineBytes = static_cast<std::int64_t>(fs::file_size(d.machinePath));
+  if (!TalAM::LoadFromTMCF(d.fullMachine, d.machineWide.c_str(), kKeepUnknown) ||
+      !TalAM::LoadFromTMCF(d.fullMachineCopy, d.machineWide.c_str(), kKeepUnknown) ||
+      !(d.fullMachine == d.fullMachineCopy)) {
+    return fail("the machine document reads back twice alike");
+  }
+  if (d.fullMachine.m_supportProfiles.size() != std::size_t{kSupportProfiles} ||
+      d.fullMachine.m_zCompensationParameters.m_angleFactors.size() != std::size_t{kAngleFactors} ||
+      d.fullMachine.GetUnhandledElements().size() != 1) {
+    return fail("the machine document holds every block");
+  }
+  if (!TalAM::SaveToTMCF(d.fullMachine, d.outputWide.c_str()) ||
+      ReadFileBytes(d.outputPath) != ReadFileBytes(d.machinePath)) {
+    return fail("the machine writes back the same bytes");
+  }
+  fs::remove(d.outputPath);
+  pugi::xml_document document;
+  if (!document.load_file(d.machinePath.string().c_str())) return fail("pugixml reads the machine");
   return true;
 }
 
@@ -643,6 +803,7 @@ int RunSingleShot(int argc, char** argv) {
     return WriteMachineDocument(path, MakeMachineValues()) ? 0 : 1;
   }
   if (mode == "--write-mesh-document") return WriteMeshDocument(path, MakeTorusMesh()) ? 0 : 1;
+  if (mode == "--write-machine-document") return WriteMachineFile(path) ? 0 : 1;
   if (mode == "--read-mesh-document") {
     MStlBase mesh;
     ReadMeshDocument(path.wstring(), mesh);
@@ -685,6 +846,18 @@ void RegisterBenchmarks() {
   RegisterBenchmark("MeshWrite/Baseline", MeshWriteBaseline)
       ->UseManualTime()
       ->Unit(benchmark::kMillisecond);
+  RegisterBenchmark("MachineRead/Ours", MachineReadOurs)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("MachineRead/PugixmlLoadFile", MachineReadPugixml)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("MachineWrite/Ours", MachineWriteOurs)
+      ->UseManualTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("MachineCompare/Ours", MachineCompareOurs)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
 }
 
 }  // namespace
@@ -702,6 +875,8 @@ int main(int argc, char** argv) {
       g_documents = documents.get();
       benchmark::AddCustomContext("small_document_bytes", std::to_string(documents->smallBytes));
       benchmark::AddCustomContext("mesh_document_bytes", std::to_string(documents->meshBytes));
+      benchmark::AddCustomContext("machine_document_bytes",
+                                  std::to_string(documents->machineBytes));
       RegisterBenchmarks();
       benchmark::RunSpecifiedBenchmarks();
       benchmark::Shutdown();

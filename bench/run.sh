@@ -104,7 +104,10 @@ PAIRS = [
     ("SmallWrite/Ours", "SmallWrite/Baseline", None, None),
     ("MeshRead/Ours", "MeshRead/Baseline", 1.25, None),
     ("MeshWrite/Ours", "MeshWrite/Baseline", 1.25, 1.0),
+    ("MachineRead/Ours", "MachineRead/PugixmlLoadFile", None, None),
 ]
+# Benchmarks without a baseline: shown, no target.
+SINGLES = ["MachineWrite/Ours", "MachineCompare/Ours"]
 # Further rows: (benchmark, the benchmark of ours it is compared with). No target.
 COMPARISONS = {"SmallRead/PugixmlLoadFile": ("SmallRead/PugixmlLoadAndConvert", "SmallRead/Ours")}
 
@@ -135,6 +138,9 @@ for ours, baseline, ratio_limit, min_gbps in PAIRS:
         if other in aggregates:
             ratio = median_seconds(of) / median_seconds(other)
             rows.append(timing_row(other, f"({ratio:.2f})", "comparison only", ""))
+for name in SINGLES:
+    if name in aggregates:
+        rows.append(timing_row(name, "-", "", "-"))
 
 ours_ratio = (ours_kib - idle_kib) * 1024 / mesh_bytes
 baseline_ratio = (baseline_kib - idle_kib) * 1024 / mesh_bytes
@@ -150,7 +156,8 @@ widths = [max(len(str(r[i])) for r in rows + [header]) for i in range(len(header
 print()
 print(f"Medians of {aggregates[next(iter(aggregates))]['median']['repetitions']} repetitions; "
       f"small document {results['context'].get('small_document_bytes')} bytes, "
-      f"mesh document {results['context'].get('mesh_document_bytes')} bytes; "
+      f"mesh document {results['context'].get('mesh_document_bytes')} bytes, "
+      f"machine document {results['context'].get('machine_document_bytes')} bytes; "
       f"GB = 1e9 bytes; peak memory above an idle run ({idle_kib} KiB).")
 print("  ".join(h.ljust(w) for h, w in zip(header, widths)))
 print("  ".join("-" * w for w in widths))

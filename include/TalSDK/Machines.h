@@ -28,6 +28,7 @@
 
 // The machine library.
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/persistence/ValueTags.h>
 
 // Machine geometry blocks.

@@ -60,7 +60,7 @@ bool IsTextNode(pugi::xml_node node) {
 // Reads a whole regular file. Throws MGeneric naming the file on any failure.
 std::pair<std::unique_ptr<char[]>, std::size_t> ReadWholeFile(const std::string& path) {
   const auto fail = [&](const std::string& reason) -> MGeneric {
-    return MGeneric("Cannot read '" + path + "': " + reason);
+    return MGeneric("Cannot read '" + path + "': " + reason, path, 0, 0);
   };
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) throw fail(std::strerror(errno));
@@ -187,7 +187,8 @@ struct SAXReader::Impl {
   }
 
   [[noreturn]] void Fail(std::size_t offset, const std::string& reason) {
-    throw MGeneric(Location(offset) + ": " + reason);
+    const auto [line, column] = LineColumn(offset);
+    throw MGeneric(Location(offset) + ": " + reason, sourceName, line, column);
   }
 
   // Offset of an element's '<' in the original document.

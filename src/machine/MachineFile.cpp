@@ -46,39 +46,6 @@ MSaxPersistExtensibleObject::OperatingMode OperatingModeOf(Policy policy) {
       "MachineParametersSaxRead::LoadPolicyUnhandledElements enum");
 }
 
-bool Load(MachineParameters& machine, const wchar_t* path, std::wstring* message, Policy policy,
-          std::vector<TalSAX::SAXWarning>* refused) {
-  const auto fail = [message](std::wstring text) {
-    if (message != nullptr) *message = std::move(text);
-    return false;
-  };
-  try {
-    // The mode holds for the whole machine: every block keeps or drops alike.
-    Utilities::SetOperatingModeOfAllNodes(machine, OperatingModeOf(policy));
-    {
-      TalSAX::SAXReader reader(true, nullptr);
-      TMCFHandler handler(machine);
-      reader.Parse(path, &handler);
-      reader.InitHelpersAfterLoading();
-      if (refused != nullptr) *refused = reader.GetWarnings();
-    }
-    if (policy != MachineParametersSaxRead::RejectRequiredUnhandledElements) return true;
-    if (!Utilities::DoRequiredElementsExist(machine.GetUnhandledElementsFromAllNodes())) {
-      return true;
-    }
-    std::wostringstream text;
-    text << L"Error while reading machine file" << L" '" << path << L"'" << L'\n'
-         << L"Required unhandled elements found.";
-    return fail(text.str());
-  } catch (const MGeneric& error) {
-    return fail(StringConversion::Utf8ToNative(error.GetMessage()));
-  } catch (const std::exception& error) {
-    return fail(StringConversion::Utf8ToNative(error.what()));
-  } catch (...) {
-    return fail(L"Unknown error");
-  }
-}
-
 bool Save(const MachineParameters& machine, const wchar_t* path, std::wstring* message) {
   try {
     TalSAX::SAXWriter writer(nullptr);
@@ -107,19 +74,59 @@ bool Save(const MachineParameters& machine, const wchar_t* path, std::wstring* m
 
 }  // namespace
 
+MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* path, Policy policy) {
+  MachineLoadResult result;
+  try {
+    // The mode holds for the whole machine: every block keeps or drops alike.
+    Utilities::SetOperatingModeOfAllNodes(machine, OperatingModeOf(policy));
+    {
+      TalSAX::SAXReader reader(true, nullptr);
+      TMCFHandler handler(machine);
+      reader.Parse(path, &handler);
+      reader.InitHelpersAfterLoading();
+      result.refusedElements = reader.GetWarnings();
+    }
+    result.requiredElements =
+        Utilities::GetRequiredElementsDescription(machine.GetUnhandledElementsFromAllNodes());
+    if (policy != MachineParametersSaxRead::RejectRequiredUnhandledElements ||
+        result.requiredElements.empty()) {
+      result.success = true;
+      return result;
+    }
+    std::wostringstream text;
+    text << L"Error while reading machine file" << L" '" << path << L"'" << L'\n'
+         << L"Required unhandled elements found.";
+    result.message = text.str();
+  } catch (const MGeneric& error) {
+    result.message = StringConversion::Utf8ToNative(error.GetMessage());
+    result.file = error.GetFile();
+    result.line = error.GetLine();
+    result.column = error.GetColumn();
+  } catch (const std::exception& error) {
+    result.message = StringConversion::Utf8ToNative(error.what());
+  } catch (...) {
+    result.message = L"Unknown error";
+  }
+  return result;
+}
+
 bool LoadFromTMCF(MachineParameters& machine, const wchar_t* path, std::wstring& message,
                   Policy policy) {
-  return Load(machine, path, &message, policy, nullptr);
+  MachineLoadResult result = LoadMachineFile(machine, path, policy);
+  if (!result.success) message = std::move(result.message);
+  return result.success;
 }
 
 bool LoadFromTMCF(MachineParameters& machine, const wchar_t* path, Policy policy) {
-  return Load(machine, path, nullptr, policy, nullptr);
+  return LoadMachineFile(machine, path, policy).success;
 }
 
 bool LoadFromTMCF(MachineParameters& machine, const wchar_t* path, std::wstring& message,
                   Policy policy, std::vector<TalSAX::SAXWarning>& refusedElements) {
-  refusedElements.clear();
-  return Load(machine, path, &message, policy, &refusedElements);
+  MachineLoadResult result = LoadMachineFile(machine, path, policy);
+  if (!result.success) message = std::move(result.message);
+  refusedElements = std::move(result.refusedElements);
+  return result.success;
 }
 
 bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path, std::wstring& message) {

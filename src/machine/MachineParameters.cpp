@@ -4,6 +4,8 @@
 
 #include <TalSDK/sdk/common/Units.h>
 
+#include "machine/MachineDescription.h"
+
 namespace TalAM {
 
 namespace {
@@ -25,14 +27,15 @@ MachineParameters& MachineParameters::operator=(MachineParameters&&) noexcept = 
 MachineParameters::~MachineParameters() = default;
 
 bool MachineParameters::operator==(const MachineParameters& other) const {
-  // In this order, stopping at the first difference; the kept elements come last.
-  return m_materialName == other.m_materialName && m_comments == other.m_comments &&
-         m_unit == other.m_unit && m_support == other.m_support &&
-         m_supportProfiles == other.m_supportProfiles && m_platform == other.m_platform &&
-         m_zCompensationParameters == other.m_zCompensationParameters && m_name == other.m_name &&
-         MSaxPersistExtensibleObject::operator==(other);
+  return MachineParametersDescription::kFields.Equal(*this, other);
 }
 
+void MachineParameters::VisitFields(FieldVisit& visit) const {
+  MachineParametersDescription::kFields.Visit(*this, visit);
+}
+
+// In this order, which is not the order of the file: the blocks, the support settings, then
+// each list's items.
 MachineParameters::NodeList MachineParameters::GetExtensibleObjectNodes() const {
   NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
   TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(
@@ -44,3 +47,21 @@ MachineParameters::NodeList MachineParameters::GetExtensibleObjectNodes() const 
 }
 
 }  // namespace TalAM
+
+namespace TalAM::Persistence {
+
+void VisitSupportSettings(const TalSDK::SupportGeneration::MSupportGlobal& support,
+                          FieldVisit& visit) {
+  for (const TalSDK::MSaxUnhandledElement& setting : support.GetSettings()) {
+    std::string text;
+    bool nested = false;
+    for (const auto& node : setting.GetNodes()) {
+      if (node.depth != 1) continue;
+      if (node.kind == TalSDK::MSaxUnhandledElement::Node::Kind::Text) text += node.value;
+      if (node.kind == TalSDK::MSaxUnhandledElement::Node::Kind::Element) nested = true;
+    }
+    visit.Value(setting.GetTagName(), nested ? FieldKind::Settings : FieldKind::String, text);
+  }
+}
+
+}  // namespace TalAM::Persistence

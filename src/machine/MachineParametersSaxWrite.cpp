@@ -2,13 +2,13 @@
 
 #include <map>
 
-#include <TalSDK/persistence/ValueTags.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
+
+#include "machine/MachineDescription.h"
 
 namespace TalAM {
 
 namespace Utilities = TalSDK::MSaxPersistExtensibleObjectUtilities;
-using TalSDK::SupportGeneration::MSaxSupportGlobal;
 
 MachineParametersSaxWrite::MachineParametersSaxWrite(const MachineParameters& machine)
     : m_machine(machine) {}
@@ -19,36 +19,9 @@ void MachineParametersSaxWrite::RegisterUnhandledElementIds(TalSAX::ISAXWriter& 
   Utilities::RegisterUsedIds(ids, writer);  // a clash among kept ids changes nothing here
 }
 
+// The fields in the order of the file, then the kept elements; a block that refuses stops it.
 bool MachineParametersSaxWrite::Write(TalSAX::ISAXWriter& writer) const {
-  WriteValueTag(writer, "Name", m_machine.GetName());
-  WriteValueTag(writer, "Comments", m_machine.m_comments);
-  {
-    MSAXTagWriter material(writer, "Material");
-    WriteValueTag(writer, "Name", m_machine.m_materialName);
-  }
-  // Any unit but millimetres is written as inches, the only other text readers accept.
-  WriteValueTag(writer, "Unit", m_machine.m_unit != eMillimetre ? "Inch" : "Mm");
-  WriteValueTag(writer, "ZCompensation", m_machine.m_zCompensationParameters.m_zCompensationValue);
-  {
-    MSAXTagWriter tag(writer, "Platform");
-    if (!m_machine.m_platform.Write(writer)) return false;
-  }
-  {
-    MSAXTagWriter vector(writer, "SupportProfilesVector");
-    for (const auto& profile : m_machine.m_supportProfiles) {
-      MSAXTagWriter tag(writer, "SupportProfile");
-      if (!MSaxSupportGlobal(profile).Write(writer)) return false;
-    }
-  }
-  {
-    MSAXTagWriter tag(writer, "Support");
-    if (!MSaxSupportGlobal(m_machine.m_support).Write(writer)) return false;
-  }
-  {
-    MSAXTagWriter tag(writer, "ZCompensationParameters");
-    if (!m_machine.m_zCompensationParameters.Write(writer)) return false;
-  }
-  return TalSDK::MSaxPersistExtensibleObjectWriter(m_machine).Write(writer);
+  return MachineParametersDescription::kFields.Write(m_machine, writer);
 }
 
 }  // namespace TalAM

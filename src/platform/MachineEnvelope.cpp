@@ -1,36 +1,19 @@
 #include <TalSDK/platform/MachineEnvelope.h>
 
-#include <TalSDK/persistence/ValueTags.h>
 #include <TalSDK/sdk/common/Units.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
-#include "persistence/FieldTable.h"
+#include "persistence/Description.h"
 
 namespace {
 
 using namespace TalAM::Persistence;
 using E = MSAXMachineEnvelope;
 
-// "Dx" also sets the extent of the round-platform test.
-constexpr auto kDx = Custom<E>(
-    "Dx",
-    [](E& e, TalSAX::ISAXReader& reader) {
-      std::int32_t value = 0;
-      if (!reader.ReadValue(value)) return false;
-      e.m_dx = value;
-      e.m_circleExtent = value;
-      return true;
-    },
-    [](const E& e, TalSAX::ISAXWriter& writer, std::string_view tag) {
-      return TalAM::WriteValueTag(writer, tag, e.m_dx);
-    },
-    [](const E& a, const E& b) { return a.m_dx == b.m_dx; },
-    [](E& e, const E& defaults) {
-      e.m_dx = defaults.m_dx;
-      e.m_circleExtent = defaults.m_circleExtent;
-    });
-
-constexpr auto kFields = MakeFieldTable<E>(kDx, Value("Dy", &E::m_dy), Value("Dz", &E::m_dz));
+// Reading "Dx" also sets the extent of the round-platform test.
+constexpr auto kFields =
+    Describe<E>(Length("Dx", &E::m_dx).AfterRead([](E& e) { e.m_circleExtent = e.m_dx; }),
+                Length("Dy", &E::m_dy), Length("Dz", &E::m_dz));
 
 // The extent of the box along `axis`, as a 32-bit difference that wraps like the integer
 // arithmetic of the application (a box wider than 2^31 - 1 units is not expected).
@@ -62,7 +45,7 @@ MSAXMachineEnvelope::MSAXMachineEnvelope()
 MSAXMachineEnvelope::~MSAXMachineEnvelope() = default;
 
 bool MSAXMachineEnvelope::operator==(const MSAXMachineEnvelope& other) const {
-  return kFields.Equal(*this, other) && MSaxPersistExtensibleObject::operator==(other);
+  return kFields.Equal(*this, other);
 }
 
 bool MSAXMachineEnvelope::IsBiggerThanBoxPltform(
@@ -79,15 +62,17 @@ bool MSAXMachineEnvelope::IsBiggerThanCirclePlatform_Fast(
 }
 
 void MSAXMachineEnvelope::SetDefaults() {
-  ResetKeepingMode(*this);
+  kFields.SetDefaults(*this);
 }
 
 bool MSAXMachineEnvelope::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  if (const auto result = kFields.Read(tagName, *this, reader)) return *result;
-  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+  return kFields.HandleTag(tagName, *this, reader);
 }
 
 bool MSAXMachineEnvelope::Write(TalSAX::ISAXWriter& writer) const {
-  return kFields.Write(*this, writer) &&
-         TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  return kFields.Write(*this, writer);
+}
+
+void MSAXMachineEnvelope::VisitFields(TalAM::FieldVisit& visit) const {
+  kFields.Visit(*this, visit);
 }

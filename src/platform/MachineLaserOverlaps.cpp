@@ -1,42 +1,49 @@
 #include <TalSDK/platform/MachineLaserOverlaps.h>
 
-#include <array>
-
-#include <TalSDK/persistence/ValueTags.h>
 #include <TalSDK/sdk/common/StringConversion.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
 #include <TalSDK/sdk/sax/StreamTextOut.h>
-#include "persistence/FieldTable.h"
+
+#include "persistence/Description.h"
+#include "platform/PlatformTexts.h"
 
 namespace {
 
 using namespace TalAM::Persistence;
+using Overlaps = MSAXMachineLaserOverlaps;
 using Overlap = MSAXMachineLaserOverlaps::LaserOverlap;
 
-// An orientation without a text is written as an empty element; an unknown text is refused.
-inline constexpr std::array<EnumText<DirectionAxis>, 2> kOrientationTexts{
-    {{DirectionAxis::X, "X"}, {DirectionAxis::Y, "Y"}}};
+std::string ColorText(const Overlap& overlap) {
+  MStreamTextOut<wchar_t> text;
+  text << overlap.color.r << overlap.color.g << overlap.color.b << overlap.color.a;
+  return StringConversion::NativeToUtf8(text.str());
+}
 
-// Four floats "r g b a". Display only, so never compared.
+// Four floats "r g b a", for display only.
 constexpr auto kColor = Custom<Overlap>(
     "Color",
     [](Overlap& overlap, TalSAX::ISAXReader& reader) { return reader.ReadValue(overlap.color); },
     [](const Overlap& overlap, TalSAX::ISAXWriter& writer, std::string_view tag) {
-      MStreamTextOut<wchar_t> text;
-      text << overlap.color.r << overlap.color.g << overlap.color.b << overlap.color.a;
       writer.StartTag(tag);
-      writer.WriteText(StringConversion::NativeToUtf8(text.str()));
+      writer.WriteText(ColorText(overlap));
       writer.EndTag(tag);
       return true;
     },
-    [](const Overlap&, const Overlap&) { return true; },
-    [](Overlap& overlap, const Overlap& defaults) { overlap.color = defaults.color; });
+    [](const Overlap& a, const Overlap& b) { return a.color == b.color; }, ColorText,
+    TalAM::FieldKind::Color);
 
-constexpr auto kOverlapFields = MakeFieldTable<Overlap>(
-    Enum("Orientation", &Overlap::orientation, kOrientationTexts, EnumReading::Strict,
+// An orientation without a text is written as an empty element; an unknown text is refused.
+constexpr auto kOverlapFields = Describe<Overlap>(
+    Enum("Orientation", &Overlap::orientation, UnknownText::Refused, ValueWithoutText::WritesEmpty,
          DirectionAxis::X),
-    Value("Position", &Overlap::position), Value("Width", &Overlap::width), kColor.NotCompared());
+    Length("Position", &Overlap::position), Length("Width", &Overlap::width), kColor.NotCompared());
+
+// The overlaps stand directly in the block. An overlap's own write result does not stop the
+// list: only the list's kept elements decide.
+constexpr auto kFields = Describe<Overlaps>(
+    List("", &Overlaps::m_overlaps,
+         {.itemTag = "Overlap", .outside = ItemOutsideWrapper::Taken, .itemResultsIgnored = true}));
 
 }  // namespace
 
@@ -47,22 +54,24 @@ MSAXMachineLaserOverlaps::LaserOverlap::LaserOverlap() : color{1.0f, 0.0f, 0.0f}
 MSAXMachineLaserOverlaps::LaserOverlap::~LaserOverlap() = default;
 
 bool MSAXMachineLaserOverlaps::LaserOverlap::operator==(const LaserOverlap& other) const {
-  return kOverlapFields.Equal(*this, other) && MSaxPersistExtensibleObject::operator==(other);
+  return kOverlapFields.Equal(*this, other);
 }
 
 void MSAXMachineLaserOverlaps::LaserOverlap::SetDefaults() {
-  ResetKeepingMode(*this);
+  kOverlapFields.SetDefaults(*this);
 }
 
 bool MSAXMachineLaserOverlaps::LaserOverlap::HandleTag(const std::string& tagName,
                                                        TalSAX::ISAXReader& reader) {
-  if (const auto result = kOverlapFields.Read(tagName, *this, reader)) return *result;
-  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+  return kOverlapFields.HandleTag(tagName, *this, reader);
 }
 
 bool MSAXMachineLaserOverlaps::LaserOverlap::Write(TalSAX::ISAXWriter& writer) const {
-  return kOverlapFields.Write(*this, writer) &&
-         TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  return kOverlapFields.Write(*this, writer);
+}
+
+void MSAXMachineLaserOverlaps::LaserOverlap::VisitFields(TalAM::FieldVisit& visit) const {
+  kOverlapFields.Visit(*this, visit);
 }
 
 // --- MSAXMachineLaserOverlaps ---
@@ -72,40 +81,25 @@ MSAXMachineLaserOverlaps::MSAXMachineLaserOverlaps() = default;
 MSAXMachineLaserOverlaps::~MSAXMachineLaserOverlaps() = default;
 
 bool MSAXMachineLaserOverlaps::operator==(const MSAXMachineLaserOverlaps& other) const {
-  if (this == &other) return true;
-  return m_overlaps == other.m_overlaps && MSaxPersistExtensibleObject::operator==(other);
+  return this == &other || kFields.Equal(*this, other);
 }
 
 MSAXMachineLaserOverlaps::NodeList MSAXMachineLaserOverlaps::GetExtensibleObjectNodes() const {
-  NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
-  for (const LaserOverlap& overlap : m_overlaps) {
-    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, overlap);
-  }
-  return nodes;
+  return kFields.Nodes(*this);
 }
 
-// Only the overlaps and the kept elements go; the operating mode stays.
 void MSAXMachineLaserOverlaps::SetDefaults() {
-  m_overlaps.clear();
-  ClearUnhandledElements();
+  kFields.SetDefaults(*this);
 }
 
 bool MSAXMachineLaserOverlaps::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  if (tagName == "Overlap") {
-    // Each overlap starts from the defaults and reads its own content.
-    LaserOverlap& overlap = m_overlaps.emplace_back();
-    overlap.SetOperatingMode(GetOperatingMode());
-    reader.DelegateToChild(overlap);
-    return true;
-  }
-  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+  return kFields.HandleTag(tagName, *this, reader);
 }
 
-// An overlap's own result does not stop the list: only the list's kept elements decide.
 bool MSAXMachineLaserOverlaps::Write(TalSAX::ISAXWriter& writer) const {
-  for (const LaserOverlap& overlap : m_overlaps) {
-    MSAXTagWriter tag(writer, "Overlap");
-    overlap.Write(writer);
-  }
-  return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  return kFields.Write(*this, writer);
+}
+
+void MSAXMachineLaserOverlaps::VisitFields(TalAM::FieldVisit& visit) const {
+  kFields.Visit(*this, visit);
 }

@@ -6,9 +6,26 @@
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
 
+#include "persistence/Description.h"
+
 namespace {
 
-constexpr std::string_view kMeshTag = "Mesh";
+using namespace TalAM::Persistence;
+using Holder = MSAXMachinePlatformStl;
+
+// The holder's mesh. A "Mesh" element replaces the mesh entirely: the old one goes first, so
+// that two large meshes are never held at once.
+struct PlatformMesh {
+  const MStlBase* Find(const Holder& holder) const { return holder.GetPlatformStl(); }
+  MStlBase& Access(Holder& holder) const {
+    holder.EnablePlatformStl(false);
+    return *holder.GetPlatformStl(true);
+  }
+};
+
+// Without a reference id the mesh write can only fail by throwing: its result adds nothing.
+constexpr auto kFields =
+    Describe<Holder>(Mesh<Holder>("Mesh", PlatformMesh{}).WriteResultIgnored());
 
 }  // namespace
 
@@ -50,37 +67,23 @@ MStlBase* MSAXMachinePlatformStl::GetPlatformStl(bool createIfMissing) {
   return m_stl.get();
 }
 
+// Clears the kept elements only; the mesh stays.
 void MSAXMachinePlatformStl::SetDefaults() {
   ClearUnhandledElements();
 }
 
 bool MSAXMachinePlatformStl::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  if (tagName == kMeshTag) {
-    // A later "Mesh" replaces the earlier one entirely; the old mesh goes first so that two
-    // large meshes are never held at once.
-    m_stl.reset();
-    m_stl = std::make_unique<MStlBase>();
-    // Unknown elements inside the mesh follow the holder's mode, like the rest of the machine.
-    m_stl->SetOperatingMode(GetOperatingMode());
-    reader.DelegateToOwnedChild(new MSaxStlBase(*m_stl));
-    return true;
-  }
-  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+  return kFields.HandleTag(tagName, *this, reader);
 }
 
 MSAXMachinePlatformStl::NodeList MSAXMachinePlatformStl::GetExtensibleObjectNodes() const {
-  NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
-  if (m_stl != nullptr)
-    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, *m_stl);
-  return nodes;
+  return kFields.Nodes(*this);
 }
 
 bool MSAXMachinePlatformStl::Write(TalSAX::ISAXWriter& writer) const {
-  if (m_stl != nullptr) {
-    MSAXTagWriter mesh(writer, kMeshTag);
-    const MStlBase& stl = *m_stl;
-    // Without a reference id the mesh write can only fail by throwing: its result adds nothing.
-    MSaxStlBase(stl).Write(writer);
-  }
-  return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  return kFields.Write(*this, writer);
+}
+
+void MSAXMachinePlatformStl::VisitFields(TalAM::FieldVisit& visit) const {
+  kFields.Visit(*this, visit);
 }

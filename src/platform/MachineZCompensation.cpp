@@ -2,11 +2,10 @@
 
 #include <cmath>
 
-#include <TalSDK/persistence/ValueTags.h>
 #include <TalSDK/sdk/common/Units.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
-#include "persistence/FieldTable.h"
+#include "persistence/Description.h"
 
 namespace {
 
@@ -23,26 +22,10 @@ std::int32_t InternalUnits(double fraction) {
   return static_cast<std::int32_t>(rounded);
 }
 
-// The container "AngleFactorArray" replaces the table; its "AngleFactor" children come back
-// to the block's own HandleTag. It is written only when the table has entries.
-constexpr auto kAngleFactorArray = Custom<Z>(
-    "AngleFactorArray",
-    [](Z& z, TalSAX::ISAXReader&) {
-      z.m_angleFactors.clear();
-      return true;
-    },
-    [](const Z& z, TalSAX::ISAXWriter& writer, std::string_view tag) {
-      MSAXTagWriter array(writer, tag);
-      for (const std::int32_t factor : z.m_angleFactors) {
-        if (!TalAM::WriteValueTag(writer, "AngleFactor", factor)) return false;
-      }
-      return true;
-    },
-    [](const Z& a, const Z& b) { return a.m_angleFactors == b.m_angleFactors; },
-    [](Z& z, const Z& defaults) { z.m_angleFactors = defaults.m_angleFactors; });
-
-// Written in this order: "FilterSharpTriangles" comes before the factor table in machine files.
-constexpr auto kFields = MakeFieldTable<Z>(
+// "FilterSharpTriangles" comes before the factor table in machine files. "AngleFactorArray"
+// replaces the table; its "AngleFactor" items are read wherever they stand, and the table is
+// written only when it has entries.
+constexpr auto kFields = Describe<Z>(
     Value("ZCompensationValue", &Z::m_zCompensationValue),
     Value("PreserveThin", &Z::m_preserveThin),
     Value("PreserveSmallFeatures", &Z::m_preserveSmallFeatures),
@@ -50,7 +33,10 @@ constexpr auto kFields = MakeFieldTable<Z>(
     Value("ZCompType", &Z::m_zCompType), Value("SaveZCompToPartName", &Z::m_saveZCompToPartName),
     Value("UseAngleBasedFactor", &Z::m_useAngleBasedFactor),
     Value("FilterSharpTriangles", &Z::m_filterSharpTriangles),
-    kAngleFactorArray.WriteIf([](const Z& z) { return !z.m_angleFactors.empty(); }));
+    ValueList(
+        "AngleFactorArray", &Z::m_angleFactors,
+        {.itemTag = "AngleFactor", .wrapperClears = true, .outside = ItemOutsideWrapper::Taken})
+        .WriteIf([](const Z& z) { return !z.m_angleFactors.empty(); }));
 
 }  // namespace
 
@@ -66,25 +52,21 @@ MSAXMachineZCompensation::MSAXMachineZCompensation()
 MSAXMachineZCompensation::~MSAXMachineZCompensation() = default;
 
 bool MSAXMachineZCompensation::operator==(const MSAXMachineZCompensation& other) const {
-  return kFields.Equal(*this, other) && MSaxPersistExtensibleObject::operator==(other);
+  return kFields.Equal(*this, other);
 }
 
 void MSAXMachineZCompensation::SetDefaults() {
-  ResetKeepingMode(*this);
+  kFields.SetDefaults(*this);
 }
 
 bool MSAXMachineZCompensation::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  if (const auto result = kFields.Read(tagName, *this, reader)) return *result;
-  if (tagName == "AngleFactor") {
-    std::int32_t factor = 0;
-    if (!reader.ReadValue(factor)) return false;
-    m_angleFactors.push_back(factor);
-    return true;
-  }
-  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+  return kFields.HandleTag(tagName, *this, reader);
 }
 
 bool MSAXMachineZCompensation::Write(TalSAX::ISAXWriter& writer) const {
-  return kFields.Write(*this, writer) &&
-         TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  return kFields.Write(*this, writer);
+}
+
+void MSAXMachineZCompensation::VisitFields(TalAM::FieldVisit& visit) const {
+  kFields.Visit(*this, visit);
 }

@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include <TalSDK/sdk/common/Units.h>
 #include "support/TestSupport.h"
@@ -289,4 +291,53 @@ TEST_F(MachineFileTest, SaveFailures) {
   EXPECT_FALSE(SaveToTMCF(FullMachine(), L"/dev/full", message));
   EXPECT_THAT(message, HasSubstr(L"No space left"));
   EXPECT_TRUE(std::filesystem::exists("/dev/full"));
+}
+
+TEST_F(MachineFileTest, StructuredLoadResult) {
+  const std::string requiredInPlatform =
+      "<Platform><Envelope><Future required=\"true\"/></Envelope></Platform>";
+  const std::vector<TalSDK::MSaxUnhandledElementDescription> future = {
+      {"Future", "Machine/Platform/Envelope", 3}};
+  const struct Case {
+    const char* name;
+    std::string content;  // on the third line of the file
+    Policy policy;
+    bool success;
+    int line, column;  // of the reader error; 0 for none
+    std::vector<TalSAX::SAXWarning> refused;
+    std::vector<TalSDK::MSaxUnhandledElementDescription> required;
+  } cases[] = {
+      {"reader-error", "<Name>bad\x01</Name>", kKeep, false, 3, 10, {}, {}},
+      {"refused", "  <Unit>Metre</Unit>", kKeep, true, 0, 0, {{"Machine/Unit", 3, 3, "Metre"}}, {}},
+      {"required-rejected", requiredInPlatform, kReject, false, 0, 0, {}, future},
+      // Kept required elements are listed whatever the policy; dropped ones are not.
+      {"required-kept", requiredInPlatform, kKeep, true, 0, 0, {}, future},
+      {"required-dropped", requiredInPlatform, kIgnore, true, 0, 0, {}, {}},
+      {"clean", "<Name>V</Name><New/>", kReject, true, 0, 0, {}, {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::wstring path = Machine(std::string(c.name) + ".xml", c.content);
+    MachineParameters machine, other;
+    const TalAM::MachineLoadResult result = TalAM::LoadMachineFile(machine, path.c_str(), c.policy);
+
+    // The same outcome and message as LoadFromTMCF.
+    std::wstring message;
+    std::vector<TalSAX::SAXWarning> refused;
+    EXPECT_EQ(LoadFromTMCF(other, path.c_str(), message, c.policy, refused), c.success);
+    EXPECT_EQ(result.success, c.success);
+    EXPECT_EQ(result.message, message);
+    EXPECT_EQ(result.message.empty(), c.success);
+
+    EXPECT_EQ(result.file, c.line > 0 ? std::filesystem::path(path).string() : "");
+    EXPECT_EQ(result.line, c.line);
+    EXPECT_EQ(result.column, c.column);
+    ASSERT_EQ(result.refusedElements.size(), c.refused.size());
+    for (std::size_t i = 0; i < c.refused.size(); ++i) {
+      const TalSAX::SAXWarning &got = result.refusedElements[i], &want = c.refused[i];
+      EXPECT_EQ(std::tie(got.path, got.line, got.column, got.text),
+                std::tie(want.path, want.line, want.column, want.text));
+    }
+    EXPECT_EQ(result.requiredElements, c.required);
+  }
 }

@@ -30,25 +30,22 @@ std::string Quoted(std::string_view path) {
   return "'" + Printable(path) + "'";
 }
 
-struct LoadResult {
-  bool loaded = false;
-  std::string message;  // on one line; empty when loaded
-  std::vector<TalSAX::SAXWarning> refused;
-};
+TalAM::MachineLoadResult Load(TalAM::MachineParameters& machine, const std::string& file,
+                              Policy policy) {
+  return TalAM::LoadMachineFile(machine, StringConversion::Utf8ToNative(file).c_str(), policy);
+}
 
-LoadResult Load(TalAM::MachineParameters& machine, const std::string& file, Policy policy) {
-  LoadResult result;
-  std::wstring message;
-  result.loaded = TalAM::LoadFromTMCF(machine, StringConversion::Utf8ToNative(file).c_str(),
-                                      message, policy, result.refused);
-  if (result.loaded) return result;
-  result.message = OneLine(ToUtf8(message));
-  // The library's messages name the file; ours must as well when one does not.
-  if (result.message.find(file) == std::string::npos) {
-    result.message = "cannot load " + Quoted(file) +
-                     (result.message.empty() ? std::string() : ": " + result.message);
-  }
-  return result;
+// The failure of a load on one line that names the file.
+std::string LoadError(const TalAM::MachineLoadResult& result, const std::string& file,
+                      Policy policy) {
+  std::string text = OneLine(ToUtf8(result.message));
+  // A reader error names the file, and so does the refusal of required elements; other
+  // failures get it put in front. So does a name that OneLine would escape or split.
+  const bool refusedRequired =
+      policy == TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements &&
+      !result.requiredElements.empty();
+  if ((!result.file.empty() || refusedRequired) && Printable(file) == file) return text;
+  return "cannot load " + Quoted(file) + (text.empty() ? std::string() : ": " + text);
 }
 
 // "file:12:3: warning: refused element Machine/Unit, text 'Metre'"
@@ -134,10 +131,10 @@ int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit 
 // Loads for a command that goes on despite refused elements: they are reported as warnings,
 // a failed load as an error.
 bool LoadWarning(TalAM::MachineParameters& machine, const std::string& file, Policy policy) {
-  const LoadResult result = Load(machine, file, policy);
-  ReportRefused(file, result.refused, "warning");
-  if (!result.loaded) Error(result.message);
-  return result.loaded;
+  const TalAM::MachineLoadResult result = Load(machine, file, policy);
+  ReportRefused(file, result.refusedElements, "warning");
+  if (!result.success) Error(LoadError(result, file, policy));
+  return result.success;
 }
 
 int RunShow(const std::string& file, Policy policy) {
@@ -149,16 +146,16 @@ int RunShow(const std::string& file, Policy policy) {
 
 int RunCheck(const std::string& file, Policy policy) {
   TalAM::MachineParameters machine;
-  const LoadResult result = Load(machine, file, policy);
-  ReportRefused(file, result.refused, "error");
-  if (!result.loaded) {
+  const TalAM::MachineLoadResult result = Load(machine, file, policy);
+  ReportRefused(file, result.refusedElements, "error");
+  if (!result.success) {
     if (policy == TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements) {
       ReportRequired(file, machine);
     }
-    Error(result.message);
+    Error(LoadError(result, file, policy));
     return kFailure;
   }
-  if (!result.refused.empty()) return kFailure;
+  if (!result.refusedElements.empty()) return kFailure;
   std::cout << Printable(file) << ": OK";
   const std::size_t kept = machine.GetUnhandledElementsFromAllNodes().size();
   if (kept > 0) {

@@ -1,6 +1,6 @@
 #pragma once
-// The readable summary `tal-machine show` prints: the machine's identity, then each block
-// with its key values, the support profiles and the unknown elements the load kept.
+// The readable summary `tal-machine show` prints: every field of the machine in the order of
+// the machine file (from the library's visitor), then the unknown elements the load kept.
 
 #include <TalSDK/Machines.h>
 

@@ -7,6 +7,7 @@
 #include <TalSDK/MachinesExport.h>
 #include <TalSDK/machine/MachineParameters.h>
 #include <TalSDK/machine/MachineParametersSaxRead.h>
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 
 namespace TalAM {
@@ -27,6 +28,24 @@ TALSDK_MACHINES_EXPORT bool LoadFromTMCF(
     MachineParameters& machine, const wchar_t* path, std::wstring& message,
     MachineParametersSaxRead::LoadPolicyUnhandledElements policy,
     std::vector<TalSAX::SAXWarning>& refusedElements);
+
+// Everything a load has to tell, as data.
+struct MachineLoadResult {
+  bool success = false;  // what LoadFromTMCF returns for the same file and policy
+  std::wstring message;  // the reason of a failure, as LoadFromTMCF gives it; empty on success
+  std::string file;      // the file a reader error concerns (UTF-8); empty for other failures
+  int line = 0;          // 1-based line of a reader error; 0 when none or unknown
+  int column = 0;        // 1-based column (in bytes) of a reader error; 0 when none or unknown
+  std::vector<TalSAX::SAXWarning> refusedElements;  // elements the reader refused, in file order
+  // Kept elements marked required="true", anywhere in the machine, once the file was read
+  // (none under IgnoreUnhandledElements, which keeps nothing).
+  std::vector<TalSDK::MSaxUnhandledElementDescription> requiredElements;
+};
+
+// Loads as LoadFromTMCF does and reports the outcome as data.
+TALSDK_MACHINES_EXPORT MachineLoadResult
+LoadMachineFile(MachineParameters& machine, const wchar_t* path,
+                MachineParametersSaxRead::LoadPolicyUnhandledElements policy);
 
 // Saves `machine` to the file at `path`. False when the file cannot be created (no message),
 // when a block refuses to write (no message; the file holds what was written so far) or on a

@@ -8,6 +8,7 @@
 #include <string>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/platform/MachinePlatform.h>
 #include <TalSDK/platform/MachineZCompensation.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
@@ -37,6 +38,12 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   // The machine and every extensible object inside it, in a fixed order.
   NodeList GetExtensibleObjectNodes() const override;
 
+  // Every field of the machine, block by block in the order of the machine file, with its
+  // path ("Machine/Platform/Envelope/Dx"), kind and value text:
+  //   TalAM::FieldVisit visit([](const TalAM::FieldView& field) { ... }, "Machine");
+  //   machine.VisitFields(visit);
+  void VisitFields(FieldVisit& visit) const;
+
   std::wstring m_materialName;
   std::wstring m_comments;
   std::int32_t m_unit;  // a MachineUnit: 0 millimetre, 1 inch
@@ -46,6 +53,8 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   MSAXMachineZCompensation m_zCompensationParameters;
 
  private:
+  friend struct MachineParametersDescription;  // the description of the machine file
+
   std::wstring m_name = L"Untitled";
 };
 

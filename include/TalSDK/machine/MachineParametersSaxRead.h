@@ -37,15 +37,7 @@ class TALSDK_MACHINES_EXPORT MachineParametersSaxRead : public ISAXPersistHelper
   void GetRequiredUnhandledElementMessage(std::wstring& message) const;
 
  private:
-  // The reader of the block being read, owned for the length of its element. The numbering
-  // is that of the kinds of block readers a machine file needs.
-  enum class ChildKind : int { None = 0, SupportSettings = 1 };
-
-  void SetChild(ChildKind kind, std::unique_ptr<ISAXPersistBase> child);
-
   MachineParameters& m_machine;
-  ChildKind m_childKind = ChildKind::None;
-  std::unique_ptr<ISAXPersistBase> m_child;
 };
 
 }  // namespace TalAM

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/sdk/math/BoundingBox.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXPersist.h>
@@ -36,6 +37,8 @@ class TALSDK_MACHINES_EXPORT MSAXMachineEnvelope : public ISAXPersist,
   void SetDefaults() override;
   bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
   bool Write(TalSAX::ISAXWriter& writer) const override;
+  // Every field with its path, kind and value text.
+  void VisitFields(TalAM::FieldVisit& visit) const;
 
   // Extent of the round-platform test. Not persisted: reading "Dx" sets it to m_dx.
   std::int32_t m_circleExtent;

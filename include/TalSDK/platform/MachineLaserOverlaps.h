@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/platform/PlatformTypes.h>
 #include <TalSDK/sdk/common/Color.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
@@ -34,6 +35,8 @@ class TALSDK_MACHINES_EXPORT MSAXMachineLaserOverlaps : public ISAXPersist,
     void SetDefaults() override;
     bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
     bool Write(TalSAX::ISAXWriter& writer) const override;
+    // Every field with its path, kind and value text.
+    void VisitFields(TalAM::FieldVisit& visit) const;
 
     std::int32_t position = 0;  // internal length units
     std::int32_t width = 0;     // internal length units
@@ -57,6 +60,8 @@ class TALSDK_MACHINES_EXPORT MSAXMachineLaserOverlaps : public ISAXPersist,
   void SetDefaults() override;
   bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
   bool Write(TalSAX::ISAXWriter& writer) const override;
+  // Every field with its path, kind and value text.
+  void VisitFields(TalAM::FieldVisit& visit) const;
 
   std::vector<LaserOverlap> m_overlaps;  // in file order
 };

@@ -9,6 +9,7 @@
 #include <string>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/platform/MachineEnvelope.h>
 #include <TalSDK/platform/MachineLaserOverlaps.h>
 #include <TalSDK/platform/MachinePlatformStl.h>
@@ -74,6 +75,8 @@ class TALSDK_MACHINES_EXPORT MSAXMachinePlatform : public ISAXPersist,
   void SetDefaults() override;
   bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
   bool Write(TalSAX::ISAXWriter& writer) const override;
+  // Every field with its path, kind and value text.
+  void VisitFields(TalAM::FieldVisit& visit) const;
 
   PlatformShape m_shape = PlatformShape::Box;
   std::optional<GasFlow> m_gasFlow;    // absent when the machine defines no gas flow

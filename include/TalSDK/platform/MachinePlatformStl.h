@@ -7,6 +7,7 @@
 #include <string>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/sdk/mesh/StlBase.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXPersist.h>
@@ -40,6 +41,8 @@ class TALSDK_MACHINES_EXPORT MSAXMachinePlatformStl : public ISAXPersist,
   void SetDefaults() override;
   bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
   bool Write(TalSAX::ISAXWriter& writer) const override;
+  // Every field with its path, kind and value text.
+  void VisitFields(TalAM::FieldVisit& visit) const;
 
  private:
   std::unique_ptr<MStlBase> m_stl;

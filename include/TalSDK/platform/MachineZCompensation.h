@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXPersist.h>
 
@@ -27,6 +28,8 @@ class TALSDK_MACHINES_EXPORT MSAXMachineZCompensation : public ISAXPersist,
   void SetDefaults() override;
   bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
   bool Write(TalSAX::ISAXWriter& writer) const override;
+  // Every field with its path, kind and value text.
+  void VisitFields(TalAM::FieldVisit& visit) const;
 
   // Also persisted at the top level of a machine file as "ZCompensation".
   std::int32_t m_zCompensationValue = 1000;

@@ -1,0 +1,54 @@
+#pragma once
+// The content of a machine file's "Machine" element, described once for the machine's reader,
+// writer, comparison and visitor.
+
+#include <TalSDK/machine/MachineParameters.h>
+#include <TalSDK/sdk/support/SupportGlobal.h>
+
+#include "persistence/Description.h"
+#include "platform/PlatformTexts.h"
+
+namespace TalAM::Persistence {
+
+template <>
+inline constexpr auto EnumTexts<MachineUnit> =
+    std::to_array<EnumText<MachineUnit>>({{eMillimetre, "Mm"}, {eInch, "Inch"}});
+
+// Support settings are kept as the file has them: each one is shown with its own text.
+void VisitSupportSettings(const TalSDK::SupportGeneration::MSupportGlobal& support,
+                          FieldVisit& visit);
+
+}  // namespace TalAM::Persistence
+
+namespace TalAM {
+
+struct MachineParametersDescription {
+  using M = MachineParameters;
+  using SupportReader = TalSDK::SupportGeneration::MSaxSupportGlobal;
+
+  // In the order of the file. "Name" inside "Material" is the material's, anywhere else the
+  // machine's. Any unit but millimetres is written as inches, the only other text readers
+  // accept. "ZCompensation" repeats the Z compensation block's value at the top level; an
+  // unreadable one is ignored, kept for compatibility with existing machine files, and the
+  // block compares it. "SupportProfilesVector" starts a new list; a "SupportProfile" outside it
+  // is not a profile.
+  static constexpr auto kFields = Persistence::Describe<M>(
+      Persistence::Value("Name", &M::m_name), Persistence::Value("Comments", &M::m_comments),
+      Persistence::Group<M>("Material", Persistence::Value("Name", &M::m_materialName)),
+      Persistence::Enum("Unit", &M::m_unit, Persistence::UnknownText::Refused,
+                        Persistence::ValueWithoutText::WritesFallback, eInch),
+      Persistence::Value<M>("ZCompensation",
+                            Persistence::InMember(&M::m_zCompensationParameters,
+                                                  &MSAXMachineZCompensation::m_zCompensationValue))
+          .ReadResultIgnored()
+          .NotCompared(),
+      Persistence::Child("Platform", &M::m_platform),
+      Persistence::ModelList<SupportReader, SupportReader>(
+          "SupportProfilesVector", &M::m_supportProfiles,
+          {.itemTag = "SupportProfile", .wrapperClears = true}, Persistence::VisitSupportSettings),
+      Persistence::ChildModel<SupportReader, SupportReader>("Support", &M::m_support,
+                                                            Persistence::VisitSupportSettings),
+      Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters));
+};
+
+}  // namespace TalAM

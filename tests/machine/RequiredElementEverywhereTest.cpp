@@ -1,0 +1,163 @@
+// Plants an unknown element marked required into every container of the example machine file:
+// policy 2 must refuse each variant, so no block is missing from the machine's extensible nodes.
+#include <TalSDK/machine/MachineFile.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using Policy = TalAM::MachineParametersSaxRead::LoadPolicyUnhandledElements;
+constexpr Policy kKeep = TalAM::MachineParametersSaxRead::KeepUnhandledElements;
+constexpr Policy kReject = TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements;
+constexpr char kPlanted[] = "<PlantedUnknown required=\"true\"/>";
+
+struct Container {
+  std::string path;                 // "Machine/Platform/LaserOverlaps/Overlap[2]"
+  std::size_t contentStart;         // just after the start tag
+  std::string unknownWrapper = {};  // planted inside a new unknown element of this name
+};
+void PrintTo(const Container& c, std::ostream* out) {
+  *out << c.path;
+}
+
+const std::string& Example() {
+  static const std::string text = TestSupport::ReadFile(EXAMPLE_MACHINE);
+  return text;
+}
+
+// Every element with a child element, in document order. The example is machine-written: no
+// comments, CDATA or '>' inside attribute values. A repeated sibling gets its number: "[2]".
+std::vector<Container> FindContainers(const std::string& xml) {
+  struct Open {
+    Container container;
+    bool hasChild;
+    std::map<std::string, int> seen;
+  };
+  std::vector<Open> open;
+  std::vector<Container> found;
+  for (std::size_t at = xml.find('<'); at != std::string::npos; at = xml.find('<', at + 1)) {
+    const std::size_t end = xml.find('>', at);
+    if (xml[at + 1] == '?' || end == std::string::npos) continue;
+    if (xml[at + 1] == '/') {
+      if (open.empty()) break;
+      if (open.back().hasChild) found.push_back(open.back().container);
+      open.pop_back();
+      continue;
+    }
+    std::string name = xml.substr(at + 1, xml.find_first_of(" \t\r\n/>", at) - at - 1);
+    if (!open.empty()) {
+      open.back().hasChild = true;
+      if (const int n = ++open.back().seen[name]; n > 1) name += "[" + std::to_string(n) + "]";
+      name = open.back().container.path + "/" + name;
+    }
+    if (xml[end - 1] != '/') open.push_back({{name, end + 1}, false, {}});
+  }
+  std::sort(found.begin(), found.end(),
+            [](const auto& a, const auto& b) { return a.contentStart < b.contentStart; });
+  return found;
+}
+
+// The containers, and an unknown element "Future" planted into Envelope with the element inside.
+std::vector<Container> Cases() {
+  std::vector<Container> cases = FindContainers(Example());
+  for (std::size_t i = 0, n = cases.size(); i < n; ++i) {
+    if (cases[i].path == "Machine/Platform/Envelope")
+      cases.push_back({cases[i].path + "/Future", cases[i].contentStart, "Future"});
+  }
+  return cases;
+}
+
+std::string WithoutNumbers(std::string path) {
+  for (std::size_t at; (at = path.find('[')) != std::string::npos;) {
+    path.erase(at, path.find(']', at) - at + 1);
+  }
+  return path;
+}
+
+// "Machine/Platform/LaserOverlaps/Overlap[2]" -> "Machine_Platform_LaserOverlaps_Overlap2".
+std::string TestName(const ::testing::TestParamInfo<Container>& param) {
+  std::string name = param.param.path;
+  std::replace(name.begin(), name.end(), '/', '_');
+  std::erase_if(name, [](char c) { return c == '[' || c == ']'; });
+  return name;
+}
+
+class RequiredElementEverywhereTest : public ::testing::TestWithParam<Container> {
+ protected:
+  TestSupport::TempDirectory m_dir;
+};
+
+}  // namespace
+
+TEST(RequiredElementEverywhere, FindsEveryContainerOfTheExample) {
+  std::string found;
+  for (const Container& c : FindContainers(Example()))
+    found += c.path + " ";
+  EXPECT_EQ(found,
+            "Machine Machine/Material Machine/Platform Machine/Platform/Envelope "
+            "Machine/Platform/LaserOverlaps Machine/Platform/LaserOverlaps/Overlap "
+            "Machine/Platform/LaserOverlaps/Overlap[2] Machine/Platform/PlatformStl "
+            "Machine/Platform/PlatformStl/Mesh Machine/SupportProfilesVector "
+            "Machine/SupportProfilesVector/SupportProfile "
+            "Machine/SupportProfilesVector/SupportProfile/Lattice "
+            "Machine/SupportProfilesVector/SupportProfile[2] Machine/Support "
+            "Machine/Support/Lattice Machine/ZCompensationParameters "
+            "Machine/ZCompensationParameters/AngleFactorArray Machine/AdaptiveLayerThickness ");
+}
+
+TEST_P(RequiredElementEverywhereTest, PolicyTwoRefusesAPlantedRequiredElement) {
+  const Container& c = GetParam();
+  const bool inSupport = c.path.starts_with("Machine/Support/") || c.path == "Machine/Support" ||
+                         c.path.starts_with("Machine/SupportProfilesVector/SupportProfile");
+  if (inSupport) GTEST_SKIP() << "support settings keep every child as content, never as unknown";
+  const std::string& w = c.unknownWrapper;
+  std::string variant = Example();
+  variant.insert(c.contentStart, w.empty() ? kPlanted : "<" + w + ">" + kPlanted + "</" + w + ">");
+  const auto path = m_dir.File("variant.xml").wstring();
+  TestSupport::WriteFile(path, variant);
+
+  TalAM::MachineParameters machine;
+  std::wstring message;
+  const bool loaded = TalAM::LoadFromTMCF(machine, path.c_str(), message, kReject);
+  const auto elements = machine.GetUnhandledElementsFromAllNodes();
+  if (!w.empty() || c.path == "Machine/AdaptiveLayerThickness") {
+    // Inside an unknown element: only the top of a kept element is looked at for
+    // required="true", so the file loads and the planted element stays inside it.
+    EXPECT_TRUE(loaded) << message;
+    const std::string tag = c.path.substr(c.path.rfind('/') + 1);
+    const auto outer = std::find_if(elements.begin(), elements.end(),
+                                    [&](const auto& e) { return e.get().GetTagName() == tag; });
+    ASSERT_NE(outer, elements.end());
+    ASSERT_GE(outer->get().GetNodes().size(), 2u);
+    EXPECT_EQ(outer->get().GetNodes()[1].value, "PlantedUnknown");
+    EXPECT_EQ(outer->get().GetNodes()[1].depth, 1u);
+    return;
+  }
+  EXPECT_FALSE(loaded);
+  EXPECT_EQ(message, L"Error while reading machine file '" + path +
+                         L"'\nRequired unhandled elements found.");
+
+  // Policy 1 keeps it, where it was found (a wrapper's children are kept by the enclosing
+  // block), next to the example's own kept elements.
+  TalAM::MachineParameters example, kept;
+  ASSERT_TRUE(TalAM::LoadFromTMCF(example, L"" EXAMPLE_MACHINE, kKeep));
+  ASSERT_TRUE(TalAM::LoadFromTMCF(kept, path.c_str(), message, kKeep)) << message;
+  const auto all = kept.GetUnhandledElementsFromAllNodes();
+  EXPECT_EQ(all.size(), example.GetUnhandledElementsFromAllNodes().size() + 1);
+  const auto planted = std::find_if(all.begin(), all.end(), [](const auto& e) {
+    return e.get().GetTagName() == "PlantedUnknown";
+  });
+  ASSERT_NE(planted, all.end());
+  EXPECT_EQ(planted->get().GetSourcePath(), WithoutNumbers(c.path));
+}
+
+INSTANTIATE_TEST_SUITE_P(Example, RequiredElementEverywhereTest, ::testing::ValuesIn(Cases()),
+                         TestName);
