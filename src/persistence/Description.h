@@ -36,6 +36,7 @@
 #include <type_traits>
 #include <utility>
 
+#include <TalSDK/MachinesExport.h>
 #include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/persistence/ValueTags.h>
 #include <TalSDK/sdk/mesh/SaxStlBase.h>
@@ -52,14 +53,17 @@ using OperatingMode = TalSDK::MSaxPersistExtensibleObject::OperatingMode;
 // ---------------------------------------------------------------------------------------------
 // Text of values, as the writer formats them (for the visitor).
 
-std::string ValueText(bool value);
-std::string ValueText(int value);
-std::string ValueText(unsigned int value);
-std::string ValueText(long value);
-std::string ValueText(unsigned short value);
-std::string ValueText(float value);
-std::string ValueText(double value);
-std::string ValueText(const std::wstring& value);  // invalid characters shown as U+FFFD
+TALSDK_MACHINES_EXPORT std::string ValueText(bool value);
+TALSDK_MACHINES_EXPORT std::string ValueText(int value);
+TALSDK_MACHINES_EXPORT std::string ValueText(unsigned int value);
+TALSDK_MACHINES_EXPORT std::string ValueText(long value);
+TALSDK_MACHINES_EXPORT std::string ValueText(unsigned short value);
+TALSDK_MACHINES_EXPORT std::string ValueText(float value);
+TALSDK_MACHINES_EXPORT std::string ValueText(double value);
+TALSDK_MACHINES_EXPORT std::string ValueText(
+    const std::wstring& value);  // invalid characters shown as U+FFFD
+// A float or double with `precision` significant digits.
+TALSDK_MACHINES_EXPORT std::string ValueText(double value, int precision);
 inline std::string ValueText(const std::string& value) {
   return value;
 }
@@ -155,6 +159,7 @@ template <class Owner, class Codec>
 class Field {
  public:
   using OwnerType = Owner;
+  using CodecType = Codec;
   using WritePredicate = bool (*)(const Owner&);
   using ReadHook = void (*)(Owner&);
 
@@ -186,6 +191,14 @@ class Field {
   }
 
   constexpr std::string_view Tag() const { return m_tag; }
+  // The tag of a list's items, empty for other fields.
+  constexpr std::string_view ItemTag() const {
+    if constexpr (requires { m_codec.rules.itemTag; }) {
+      return m_codec.rules.itemTag;
+    } else {
+      return {};
+    }
+  }
   constexpr const Codec& GetCodec() const { return m_codec; }
 
   std::optional<bool> Read(std::string_view tag, Owner& object, TalSAX::ISAXReader& reader,
@@ -235,6 +248,14 @@ inline constexpr bool kIsField = false;
 template <class Owner, class Codec>
 inline constexpr bool kIsField<Field<Owner, Codec>> = true;
 
+// Whether a field's tags depend on the enclosing element (groups and lists).
+template <class F>
+inline constexpr bool kIsScoped = requires(const typename F::CodecType& codec, std::string_view tag,
+                                           typename F::OwnerType& owner,
+                                           TalSAX::ISAXReader& reader) {
+  codec.ReadScoped(tag, owner, reader, ReadPass::Plain, tag);
+};
+
 // The kind a scalar type is shown as.
 template <class T>
 constexpr FieldKind KindOf() {
@@ -275,7 +296,12 @@ struct ValueCodec {
     return x == nullptr || y == nullptr ? x == y : *x == *y;
   }
   void Visit(const Owner& object, FieldVisit& visit, std::string_view tag) const {
-    if (const T* value = access.Find(object)) visit.Value(tag, kind, ValueText(*value));
+    const T* value = access.Find(object);
+    if (value == nullptr) return;
+    if constexpr (std::is_floating_point_v<T>) {
+      if (precision > 0) return visit.Value(tag, kind, ValueText(*value, precision));
+    }
+    visit.Value(tag, kind, ValueText(*value));
   }
 };
 
@@ -444,7 +470,8 @@ struct ModelCodec {
 };
 
 // A mesh as its name, sizes and measurements (bounding box and volume in millimetres).
-void VisitMesh(const MStlBase& mesh, FieldVisit& visit, std::string_view tag);
+TALSDK_MACHINES_EXPORT void VisitMesh(const MStlBase& mesh, FieldVisit& visit,
+                                      std::string_view tag);
 
 // A mesh in a "Mesh"-like container, read by MSaxStlBase into the mesh Access prepares
 // (a new one, a cleared one, or the existing one: the owner's rule).
@@ -492,16 +519,15 @@ class Description {
 
   // The result of the field that takes `tag`, or nothing when none does.
   std::optional<bool> Read(std::string_view tag, Owner& object, TalSAX::ISAXReader& reader) const {
-    for (const ReadPass pass : {ReadPass::Scoped, ReadPass::Plain, ReadPass::Fallback}) {
-      std::optional<bool> result;
-      std::apply(
-          [&](const auto&... field) {
-            (void)((result = field.Read(tag, object, reader, pass)).has_value() || ...);
-          },
-          m_fields);
-      if (result) return result;
+    // Without groups or lists every tag is plain: one pass.
+    if constexpr (!(Detail::kIsScoped<Fields> || ...)) {
+      return ReadIn(tag, object, reader, ReadPass::Plain);
+    } else {
+      for (const ReadPass pass : {ReadPass::Scoped, ReadPass::Plain, ReadPass::Fallback}) {
+        if (std::optional<bool> result = ReadIn(tag, object, reader, pass)) return result;
+      }
+      return std::nullopt;
     }
-    return std::nullopt;
   }
   // A block's HandleTag: its fields, then the kept-element reader for any other tag.
   bool HandleTag(std::string_view tag, Owner& object, TalSAX::ISAXReader& reader) const {
@@ -553,12 +579,18 @@ class Description {
     std::apply([&](const auto&... field) { (field.Visit(object, visit), ...); }, m_fields);
   }
 
-  // The tags the block reads directly (groups count with their own tag).
-  constexpr std::array<std::string_view, sizeof...(Fields)> Tags() const {
-    return std::apply([](const auto&... field) { return std::array{field.Tag()...}; }, m_fields);
+ private:
+  std::optional<bool> ReadIn(std::string_view tag, Owner& object, TalSAX::ISAXReader& reader,
+                             ReadPass pass) const {
+    std::optional<bool> result;
+    std::apply(
+        [&](const auto&... field) {
+          (void)((result = field.Read(tag, object, reader, pass)).has_value() || ...);
+        },
+        m_fields);
+    return result;
   }
 
- private:
   std::tuple<Fields...> m_fields;
 };
 
@@ -569,7 +601,9 @@ constexpr Description<Owner, Fields...> Describe(const Fields&... fields) {
   static_assert((Detail::kIsField<Fields> && ...), "Describe takes fields only");
   static_assert((std::is_base_of_v<typename Fields::OwnerType, Owner> && ...),
                 "a field belongs to another class");
-  const std::array<std::string_view, sizeof...(Fields)> tags{fields.Tag()...};
+  // A list's item tag counts too: a field with that tag could never be read.
+  const std::array<std::string_view, 2 * sizeof...(Fields)> tags{fields.Tag()...,
+                                                                 fields.ItemTag()...};
   for (std::size_t i = 0; i < tags.size(); ++i) {
     for (std::size_t j = i + 1; j < tags.size(); ++j) {
       if (!tags[i].empty() && tags[i] == tags[j]) {
@@ -917,13 +951,14 @@ constexpr auto ValueList(std::string_view wrapperTag, Container Owner::*member, 
 // digits, read back rounded half away from zero and clamped to 32 bits); any other mode reads
 // and writes nothing and fails.
 
-int GetClLengthMode();
-void SetClLengthMode(int mode);
+TALSDK_MACHINES_EXPORT int GetClLengthMode();
+TALSDK_MACHINES_EXPORT void SetClLengthMode(int mode);
 
 namespace Detail {
 
-bool ReadClLength(TalSAX::ISAXReader& reader, std::int32_t& value);
-bool WriteClLength(TalSAX::ISAXWriter& writer, std::string_view tag, std::int32_t value);
+TALSDK_MACHINES_EXPORT bool ReadClLength(TalSAX::ISAXReader& reader, std::int32_t& value);
+TALSDK_MACHINES_EXPORT bool WriteClLength(TalSAX::ISAXWriter& writer, std::string_view tag,
+                                          std::int32_t value);
 
 template <class Owner>
 struct ClLengthCodec {
