@@ -152,6 +152,9 @@ enum class ValueWithoutText {
 // ---------------------------------------------------------------------------------------------
 // Fields.
 
+// Marks children and list items that persist themselves (no reader helper, no writer).
+struct SelfPersisting {};
+
 // Which of the reading passes a tag is tried in (see the reading order above).
 enum class ReadPass { Scoped, Plain, Fallback };
 
@@ -407,30 +410,6 @@ void VisitModel(const Model& model, FieldVisit& visit, void (*custom)(const Mode
   }
 }
 
-// An owned block that persists itself, written as a container of its own.
-template <class Owner, class Child>
-struct ChildCodec {
-  Child Owner::*member;
-
-  bool Read(Owner& object, TalSAX::ISAXReader& reader) const {
-    reader.DelegateToChild(object.*member);
-    return true;
-  }
-  bool Write(const Owner& object, TalSAX::ISAXWriter& writer, std::string_view tag) const {
-    MSAXTagWriter container(writer, tag);
-    return (object.*member).Write(writer);
-  }
-  bool Equal(const Owner& a, const Owner& b) const { return a.*member == b.*member; }
-  void Nodes(const Owner& object, NodeList& nodes) const {
-    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, object.*member);
-  }
-  void Visit(const Owner& object, FieldVisit& visit, std::string_view tag) const {
-    visit.Enter(tag, FieldKind::Block);
-    VisitModel<Child>(object.*member, visit, nullptr);
-    visit.Leave();
-  }
-};
-
 // The reader helper of a model: constructed on the model, with the owner's operating mode
 // when it takes one.
 template <class Reader, class Model>
@@ -443,20 +422,39 @@ ISAXPersistBase* NewReader(Model& model, OperatingMode mode) {
   }
 }
 
-// An owned model that does not persist itself: a reader helper (owned by the reader for the
-// length of the element) reads it, a writer writes it.
+// Reads an item or a child: delegates to it when it persists itself, else to a new `Reader`
+// helper owned by the tag reader for the length of the element.
+template <class Reader, class Model>
+void ReadModel(Model& model, OperatingMode mode, TalSAX::ISAXReader& reader) {
+  if constexpr (std::is_same_v<Reader, SelfPersisting>) {
+    reader.DelegateToChild(model);
+  } else {
+    reader.DelegateToOwnedChild(NewReader<Reader>(model, mode));
+  }
+}
+template <class Writer, class Model>
+bool WriteModel(const Model& model, TalSAX::ISAXWriter& writer) {
+  if constexpr (std::is_same_v<Writer, SelfPersisting>) {
+    return model.Write(writer);
+  } else {
+    return Writer(model).Write(writer);
+  }
+}
+
+// An owned child in a container element of its own: a block that persists itself, or a model
+// with a reader helper and a writer.
 template <class Owner, class Model, class Reader, class Writer>
-struct ModelCodec {
+struct ChildCodec {
   Model Owner::*member;
   void (*visitModel)(const Model&, FieldVisit&);
 
   bool Read(Owner& object, TalSAX::ISAXReader& reader) const {
-    reader.DelegateToOwnedChild(NewReader<Reader>(object.*member, object.GetOperatingMode()));
+    ReadModel<Reader>(object.*member, object.GetOperatingMode(), reader);
     return true;
   }
   bool Write(const Owner& object, TalSAX::ISAXWriter& writer, std::string_view tag) const {
     MSAXTagWriter container(writer, tag);
-    return Writer(object.*member).Write(writer);
+    return WriteModel<Writer>(object.*member, writer);
   }
   bool Equal(const Owner& a, const Owner& b) const { return a.*member == b.*member; }
   void Nodes(const Owner& object, NodeList& nodes) const {
@@ -668,9 +666,6 @@ struct ListRules {
   bool itemResultsIgnored = false;  // a failing item neither stops the list nor fails it
 };
 
-// Marks list items that persist themselves.
-struct SelfPersisting {};
-
 namespace Detail {
 
 // Where and how a list item tag is taken (shared by block lists and value lists).
@@ -721,11 +716,7 @@ struct ListCodec {
       Item& item = (object.*member).emplace_back();
       TalSDK::MSaxPersistExtensibleObjectUtilities::SetOperatingModeOfAllNodes(
           item, object.GetOperatingMode());
-      if constexpr (std::is_same_v<Reader, SelfPersisting>) {
-        reader.DelegateToChild(item);
-      } else {
-        reader.DelegateToOwnedChild(NewReader<Reader>(item, object.GetOperatingMode()));
-      }
+      ReadModel<Reader>(item, object.GetOperatingMode(), reader);
     } else if (tag == wrapperTag && rules.wrapperClears) {
       (object.*member).clear();
     }
@@ -735,13 +726,7 @@ struct ListCodec {
   bool WriteItems(const Owner& object, TalSAX::ISAXWriter& writer) const {
     for (const Item& item : object.*member) {
       MSAXTagWriter container(writer, rules.itemTag);
-      bool written = false;
-      if constexpr (std::is_same_v<Writer, SelfPersisting>) {
-        written = item.Write(writer);
-      } else {
-        written = Writer(item).Write(writer);
-      }
-      if (!written && !rules.itemResultsIgnored) return false;
+      if (!WriteModel<Writer>(item, writer) && !rules.itemResultsIgnored) return false;
     }
     return true;
   }
@@ -897,7 +882,8 @@ constexpr auto OwnTag(std::string_view tag) {
 template <class Owner, class Block>
 constexpr auto Child(std::string_view tag, Block Owner::*member) {
   static_assert(std::is_base_of_v<ISAXPersistBase, Block>);
-  return Field<Owner, Detail::ChildCodec<Owner, Block>>(tag, {member});
+  using Codec = Detail::ChildCodec<Owner, Block, SelfPersisting, SelfPersisting>;
+  return Field<Owner, Codec>(tag, Codec{member, nullptr});
 }
 
 // An owned model read by a `Reader` helper and written by a `Writer`, in a container element.
@@ -905,7 +891,7 @@ constexpr auto Child(std::string_view tag, Block Owner::*member) {
 template <class Reader, class Writer, class Owner, class Model>
 constexpr auto ChildModel(std::string_view tag, Model Owner::*member,
                           void (*visit)(const Model&, FieldVisit&) = nullptr) {
-  return Field<Owner, Detail::ModelCodec<Owner, Model, Reader, Writer>>(tag, {member, visit});
+  return Field<Owner, Detail::ChildCodec<Owner, Model, Reader, Writer>>(tag, {member, visit});
 }
 
 // A wrapper element whose children come back to the block, holding `inner` fields.
