@@ -39,6 +39,12 @@
 #include <TalSDK/platform/MachineZCompensation.h>
 #include <TalSDK/platform/PlatformTypes.h>
 
+// Slicing, post-processing and export settings.
+#include <TalSDK/slicing/ExportPart.h>
+#include <TalSDK/slicing/OutputFormats.h>
+#include <TalSDK/slicing/PostParameters.h>
+#include <TalSDK/slicing/Slicer.h>
+
 // The machine definition and its file.
 #include <TalSDK/machine/MachineFile.h>
 #include <TalSDK/machine/MachineParameters.h>

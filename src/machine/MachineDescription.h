@@ -42,12 +42,14 @@ struct MachineParametersDescription {
                                                   &MSAXMachineZCompensation::m_zCompensationValue))
           .ReadResultIgnored()
           .NotCompared(),
-      Persistence::Child("Platform", &M::m_platform),
+      Persistence::Child("Platform", &M::m_platform), Persistence::Child("Slicer", &M::m_slicer),
+      Persistence::Child("PostProcessing", &M::m_postProcessing),
       Persistence::ModelList<SupportReader, SupportReader>(
           "SupportProfilesVector", &M::m_supportProfiles,
           {.itemTag = "SupportProfile", .wrapperClears = true}, Persistence::VisitSupportSettings),
       Persistence::ChildModel<SupportReader, SupportReader>("Support", &M::m_support,
                                                             Persistence::VisitSupportSettings),
+      Persistence::Child("ExportPart", &M::m_exportPart),
       Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters));
 };
 

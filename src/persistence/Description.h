@@ -969,3 +969,20 @@ constexpr auto ClLength(std::string_view tag, std::int32_t Owner::*member) {
 }
 
 }  // namespace TalAM::Persistence
+
+// The operations every described block forwards to its description: comparison, reading,
+// writing and visiting. What a class does differently (SetDefaults, node lists) it writes out
+// at its own site.
+#define TALAM_DESCRIBED_BLOCK(Class, description)                                 \
+  bool Class::operator==(const Class& other) const {                              \
+    return (description).Equal(*this, other);                                     \
+  }                                                                               \
+  bool Class::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) { \
+    return (description).HandleTag(tagName, *this, reader);                       \
+  }                                                                               \
+  bool Class::Write(TalSAX::ISAXWriter& writer) const {                           \
+    return (description).Write(*this, writer);                                    \
+  }                                                                               \
+  void Class::VisitFields(TalAM::FieldVisit& visit) const {                       \
+    (description).Visit(*this, visit);                                            \
+  }

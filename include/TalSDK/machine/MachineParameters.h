@@ -13,6 +13,9 @@
 #include <TalSDK/platform/MachineZCompensation.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/support/SupportGlobal.h>
+#include <TalSDK/slicing/ExportPart.h>
+#include <TalSDK/slicing/PostParameters.h>
+#include <TalSDK/slicing/Slicer.h>
 
 namespace TalAM {
 
@@ -47,8 +50,11 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   std::wstring m_materialName;
   std::wstring m_comments;
   std::int32_t m_unit;  // a MachineUnit: 0 millimetre, 1 inch
+  MSlicer m_slicer;
+  MPostParameters m_postProcessing;
   TalSDK::SupportGeneration::MSupportGlobal m_support;
   std::list<TalSDK::SupportGeneration::MSupportGlobal> m_supportProfiles;
+  MSAXMachineExportPart m_exportPart;
   MSAXMachinePlatform m_platform;
   MSAXMachineZCompensation m_zCompensationParameters;
 
