@@ -105,11 +105,17 @@ TEST(RequiredElementEverywhere, FindsEveryContainerOfTheExample) {
             "Machine Machine/Material Machine/Platform Machine/Platform/Envelope "
             "Machine/Platform/LaserOverlaps Machine/Platform/LaserOverlaps/Overlap "
             "Machine/Platform/LaserOverlaps/Overlap[2] Machine/Platform/PlatformStl "
-            "Machine/Platform/PlatformStl/Mesh Machine/SupportProfilesVector "
+            "Machine/Platform/PlatformStl/Mesh Machine/Slicer Machine/Slicer/FixParameters "
+            "Machine/Slicer/FormatParameters Machine/Slicer/SliceParameters "
+            "Machine/Slicer/SliceVisualizationParameters Machine/PostProcessing "
+            "Machine/PostProcessing/HatchParameters Machine/PostProcessing/HatchParameters/Style "
+            "Machine/PostProcessing/SkinFillParameters Machine/PostProcessing/MergeParameters "
+            "Machine/PostProcessing/FormatParameters Machine/PostProcessing/BitmapExportParameters "
+            "Machine/PostProcessing/SCDBExportParameters Machine/SupportProfilesVector "
             "Machine/SupportProfilesVector/SupportProfile "
             "Machine/SupportProfilesVector/SupportProfile/Lattice "
             "Machine/SupportProfilesVector/SupportProfile[2] Machine/Support "
-            "Machine/Support/Lattice Machine/ZCompensationParameters "
+            "Machine/Support/Lattice Machine/ExportPart Machine/ZCompensationParameters "
             "Machine/ZCompensationParameters/AngleFactorArray Machine/AdaptiveLayerThickness ");
 }
 
