@@ -45,6 +45,12 @@
 #include <TalSDK/slicing/PostParameters.h>
 #include <TalSDK/slicing/Slicer.h>
 
+// Build time and cost estimation.
+#include <TalSDK/buildtime/BuildTimeCalculation.h>
+#include <TalSDK/buildtime/BuildtimePlatform.h>
+#include <TalSDK/buildtime/CostFragments.h>
+#include <TalSDK/buildtime/SList.h>
+
 // The machine definition and its file.
 #include <TalSDK/machine/MachineFile.h>
 #include <TalSDK/machine/MachineParameters.h>

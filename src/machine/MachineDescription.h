@@ -50,6 +50,8 @@ struct MachineParametersDescription {
       Persistence::ChildModel<SupportReader, SupportReader>("Support", &M::m_support,
                                                             Persistence::VisitSupportSettings),
       Persistence::Child("ExportPart", &M::m_exportPart),
+      Persistence::Child("CostFragments", &M::m_costFragments),
+      Persistence::Child("BuildTimeCalculation", &M::m_buildTimeCalculation),
       Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters));
 };
 

@@ -51,7 +51,8 @@ std::string TopLevel(const std::string& text) {
 
 // The text without the blocks of default settings that have tests of their own.
 std::string WithoutDefaultBlocks(std::string text) {
-  for (const char* tag : {"Slicer", "PostProcessing", "ExportPart"}) {
+  for (const char* tag :
+       {"Slicer", "PostProcessing", "ExportPart", "CostFragments", "BuildTimeCalculation"}) {
     const std::size_t begin = text.find(std::string("  <") + tag + ">\n");
     const std::string close = std::string("  </") + tag + ">\n";
     const std::size_t end = text.find(close, begin);
@@ -140,7 +141,8 @@ TEST_F(MachineFileTest, WritesEveryElementInTheFixedOrder) {
   const std::string written = TestSupport::ReadFile(path);
   EXPECT_EQ(TopLevel(written),
             "Name Comments Material Unit ZCompensation Platform Slicer PostProcessing "
-            "SupportProfilesVector Support ExportPart ZCompensationParameters FromANewerVersion ");
+            "SupportProfilesVector Support ExportPart CostFragments BuildTimeCalculation "
+            "ZCompensationParameters FromANewerVersion ");
   EXPECT_EQ(WithoutDefaultBlocks(written), kFullMachine);
 
   MachineParameters read;

@@ -15,7 +15,7 @@ using TalAM::FieldKind;
 using TalSDK::MSaxUnhandledElement;
 
 // Values start in this column, whatever the indentation of their label.
-constexpr std::size_t kValueColumn = 30;
+constexpr std::size_t kValueColumn = 36;
 
 void Field(std::ostream& out, std::size_t indent, std::string_view label, std::string_view value) {
   std::string head = std::string(indent, ' ') + std::string(label) + ":";

@@ -8,6 +8,8 @@
 #include <string>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/buildtime/BuildTimeCalculation.h>
+#include <TalSDK/buildtime/CostFragments.h>
 #include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/platform/MachinePlatform.h>
 #include <TalSDK/platform/MachineZCompensation.h>
@@ -50,11 +52,13 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   std::wstring m_materialName;
   std::wstring m_comments;
   std::int32_t m_unit;  // a MachineUnit: 0 millimetre, 1 inch
+  BUILD_TIME_CALCULATIE m_buildTimeCalculation;
   MSlicer m_slicer;
   MPostParameters m_postProcessing;
   TalSDK::SupportGeneration::MSupportGlobal m_support;
   std::list<TalSDK::SupportGeneration::MSupportGlobal> m_supportProfiles;
   MSAXMachineExportPart m_exportPart;
+  MCostFragments m_costFragments;
   MSAXMachinePlatform m_platform;
   MSAXMachineZCompensation m_zCompensationParameters;
 
