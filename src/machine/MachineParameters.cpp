@@ -39,8 +39,8 @@ void MachineParameters::VisitFields(FieldVisit& visit) const {
 MachineParameters::NodeList MachineParameters::GetExtensibleObjectNodes() const {
   NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
   TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(
-      nodes,
-      {m_slicer, m_postProcessing, m_exportPart, m_platform, m_zCompensationParameters, m_support});
+      nodes, {m_buildTimeCalculation, m_slicer, m_postProcessing, m_exportPart, m_costFragments,
+              m_platform, m_zCompensationParameters, m_support});
   for (const auto& profile : m_supportProfiles) {
     TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, profile);
   }
