@@ -142,6 +142,43 @@ const Case kCases[] = {
     {"MissingOutput", {"convert", kExample}, 2, "", "OUT", 1},
     {"Version", {"--version"}, 0, "^" TALSDK_VERSION "\n$", "", 0},
     {"CommandHelp", {"check", "--help"}, 0, "--policy[\\s\\S]*reject-required", "", 0},
+    // Costs of a build: the time fragment per hour, the volume in litres, and a dependency
+    // outside the charged quantities costs nothing and is reported.
+    {"CostWithTime",
+     {"cost", "costed-machine.xml", "--volume", "2000000", "--time", "7200"},
+     0,
+     "^Fragment +Dependency +Units +Unit cost +Cost\n"
+     "Machine time +Estimated Build Time +7200 +90\\.00 +180\\.00\n"
+     "Powder +Volume +2 +3\\.00 +6\\.00\n"
+     "Finishing +Z Proj\\. Surface +0 +12\\.50 +0\\.00\n"
+     "Total +186\\.00 EUR\n$",
+     "^costed-machine.xml: warning: cost fragment 'Finishing' depends on Z Proj\\. Surface, "
+     "which always costs nothing\n$",
+     1},
+    {"CostWithoutTime",
+     {"cost", "costed-machine.xml", "--volume", "2000000"},
+     0,
+     "\nMachine time +Estimated Build Time +0 +90\\.00 +0\\.00\n[\\s\\S]*Total +6\\.00 EUR\n$",
+     "'Machine time' depends on the estimated build time, which is 0 without --time",
+     2},
+    {"CostMissingFile", {"cost", "no-such.xml"}, 1, "", "'no-such.xml'", 1},
+    {"CostNegative", {"cost", "costed-machine.xml", "--volume", "-1"}, 2, "", "--volume", 1},
+    {"CostNotNumber", {"cost", "costed-machine.xml", "--time", "2h"}, 2, "", "--time", 1},
+    {"CostFractionOfStl", {"cost", "costed-machine.xml", "--stls", "1.5"}, 2, "", "--stls", 1},
+    {"CostHelp",
+     {"cost", "--help"},
+     0,
+     "--support-volume[\\s\\S]*Example: tal-machine cost",
+     "",
+     0},
+    // The working curve of the default resin and laser: Dp deep at about 618 mm/s.
+    {"ScanSpeed",
+     {"scan-speed", "costed-machine.xml", "--cure-depth", "0.1651"},
+     0,
+     "^617\\.9[0-9]*\n$",
+     "",
+     0},
+    {"ScanSpeedWithoutDepth", {"scan-speed", "costed-machine.xml"}, 2, "", "--cure-depth", 1},
 };
 
 INSTANTIATE_TEST_SUITE_P(Cases, TalMachineToolRun, testing::ValuesIn(kCases),

@@ -128,8 +128,6 @@ int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit 
   return SaveReplacing(machine, file) ? kSuccess : kFailure;
 }
 
-// Loads for a command that goes on despite refused elements: they are reported as warnings,
-// a failed load as an error.
 bool LoadWarning(TalAM::MachineParameters& machine, const std::string& file, Policy policy) {
   const TalAM::MachineLoadResult result = Load(machine, file, policy);
   ReportRefused(file, result.refusedElements, "warning");

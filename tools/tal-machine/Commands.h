@@ -12,6 +12,10 @@ using Policy = TalAM::MachineParametersSaxRead::LoadPolicyUnhandledElements;
 
 enum ExitStatus : int { kSuccess = 0, kFailure = 1, kUsageError = 2 };
 
+// Loads for a command that goes on despite refused elements: they are reported as warnings,
+// a failed load as an error. False when the load fails.
+bool LoadWarning(TalAM::MachineParameters& machine, const std::string& file, Policy policy);
+
 // Writes a default machine named `name` in `unit`.
 int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit unit);
 // Prints a summary of the machine; refused elements are reported as warnings.

@@ -1,8 +1,10 @@
-// tal-machine: creates, inspects, checks and converts machine files.
+// tal-machine: creates, inspects, checks and converts machine files; costs builds.
 
 #include <TalSDK/Machines.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
 #include <exception>
 #include <iostream>
 #include <map>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "Cost.h"
 #include "Text.h"
 
 namespace {
@@ -42,6 +45,23 @@ const CLI::Validator kUtf8(
     },
     "UTF-8");
 
+// A quantity: a finite number, not negative; with `whole`, also without a fraction.
+CLI::Validator Quantity(bool whole) {
+  return CLI::Validator(
+      [whole](std::string& text) {
+        double value = 0.0;
+        const char* end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, value);
+        if (error != std::errc() || stop != end || !std::isfinite(value)) {
+          return "'" + text + "' is not a number";
+        }
+        if (value < 0.0) return "'" + text + "' is negative";
+        if (whole && value != std::floor(value)) return "'" + text + "' is not a whole number";
+        return std::string();
+      },
+      "");
+}
+
 CLI::Option* AddPolicy(CLI::App& command, std::string& policy) {
   return command
       .add_option("--policy", policy, "What to do with elements the machine does not know")
@@ -60,7 +80,13 @@ std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error) {
     // Without a known command the parser only says that one is missing.
     const std::vector<std::string> rest = app.remaining();
     if (rest.empty()) {
-      what = "a command is required: new, show, check or convert";
+      const std::vector<const CLI::App*> all =
+          app.get_subcommands([](const CLI::App*) { return true; });
+      what = "a command is required: ";
+      for (std::size_t index = 0; index < all.size(); ++index) {
+        if (index > 0) what += index + 1 == all.size() ? " or " : ", ";
+        what += all[index]->get_name();
+      }
     } else {
       what = (rest.front().starts_with('-') ? "unknown option '" : "unknown command '") +
              rest.front() + "'";
@@ -72,7 +98,8 @@ std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Creates, inspects, checks and converts machine files.", "tal-machine"};
+  CLI::App app{"Creates, inspects, checks and converts machine files; costs builds.",
+               "tal-machine"};
   app.set_version_flag("--version", TALSDK_MACHINES_VERSION_STRING);
   app.require_subcommand(1);
 
@@ -121,6 +148,52 @@ int main(int argc, char** argv) {
     if (stl.empty() && !removeMesh) throw CLI::RequiredError("MESH or --remove");
   });
 
+  std::string costPolicy = "keep";
+  TalMachineTool::BuildQuantities build;
+  double dx = 0.0, dy = 0.0, dz = 0.0, time = 0.0;
+  CLI::App* cost = app.add_subcommand("cost", "Print what a build costs on the machine");
+  cost->add_option("FILE", file, "Machine file to read")->required()->check(kUtf8);
+  cost->add_option("--volume", build.volume, "Part volume (mm³)")
+      ->type_name("MM3")
+      ->check(Quantity(false));
+  cost->add_option("--support-volume", build.supportVolume, "Support volume (mm³)")
+      ->type_name("MM3")
+      ->check(Quantity(false));
+  cost->add_option("--surface", build.surface, "Surface area (mm²)")
+      ->type_name("MM2")
+      ->check(Quantity(false));
+  CLI::Option* dxOption =
+      cost->add_option("--dx", dx, "Extent in X (mm)")->type_name("MM")->check(Quantity(false));
+  CLI::Option* dyOption =
+      cost->add_option("--dy", dy, "Extent in Y (mm)")->type_name("MM")->check(Quantity(false));
+  CLI::Option* dzOption =
+      cost->add_option("--dz", dz, "Extent in Z (mm); all three give the bounding-box volume")
+          ->type_name("MM")
+          ->check(Quantity(false));
+  cost->add_option("--stls", build.stls, "Number of STL files")
+      ->type_name("N")
+      ->check(Quantity(true));
+  CLI::Option* timeOption = cost->add_option("--time", time, "Estimated build time (seconds)")
+                                ->type_name("SECONDS")
+                                ->check(Quantity(false));
+  AddPolicy(*cost, costPolicy);
+  cost->footer(
+      "Missing quantities count as 0. Units are litres for volumes, cm² for surfaces, mm for\n"
+      "extents and seconds for the build time, whose unit cost is per hour.\n"
+      "Example: tal-machine cost machine.xml --volume 2000000 --time 7200");
+
+  std::string scanPolicy = "keep";
+  double cureDepth = 0.0;
+  CLI::App* scan =
+      app.add_subcommand("scan-speed", "Print the scan speed that cures the resin to a depth");
+  scan->add_option("FILE", file, "Machine file to read")->required()->check(kUtf8);
+  scan->add_option("--cure-depth", cureDepth, "Cure depth, in the unit of the resin's Dp (mm)")
+      ->required()
+      ->type_name("D")
+      ->check(Quantity(false));
+  AddPolicy(*scan, scanPolicy);
+  scan->footer("Example: tal-machine scan-speed machine.xml --cure-depth 0.1651");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -136,6 +209,14 @@ int main(int argc, char** argv) {
     if (*check) status = TalMachineTool::RunCheck(file, kPolicies.at(checkPolicy));
     if (*mesh) status = TalMachineTool::RunPlatformMesh(file, stl, removeMesh, meshOutput);
     if (*convert) status = TalMachineTool::RunConvert(file, output, kPolicies.at(convertPolicy));
+    if (*cost) {
+      if (*dxOption) build.dx = dx;
+      if (*dyOption) build.dy = dy;
+      if (*dzOption) build.dz = dz;
+      if (*timeOption) build.time = time;
+      status = TalMachineTool::RunCost(file, kPolicies.at(costPolicy), build);
+    }
+    if (*scan) status = TalMachineTool::RunScanSpeed(file, kPolicies.at(scanPolicy), cureDepth);
   } catch (const std::exception& error) {
     std::cerr << "tal-machine: " << TalMachineTool::OneLine(error.what()) << '\n';
     return TalMachineTool::kFailure;
