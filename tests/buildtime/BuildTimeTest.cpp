@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <TalSDK/sdk/common/Units.h>
@@ -28,14 +29,8 @@ const std::string kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 // Writes `block` inside `tag` into `out`; returns whether the block's Write succeeded.
 bool TryWrite(const char* tag, const ISAXPersistBase& block, std::string& out) {
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
   bool written = false;
-  {
-    MSAXTagWriter element(writer, tag);
-    written = block.Write(writer);
-  }
-  writer.Close();
+  std::tie(written, out) = TestSupport::TryWriteBlock(tag, block);
   return written;
 }
 

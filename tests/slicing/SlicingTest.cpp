@@ -73,19 +73,7 @@ const std::string kDefaultPost =
     "    <FilteringX>0</FilteringX>\n    <InternalMinWidth>0</InternalMinWidth>\n"
     "  </SCDBExportParameters>\n</PostProcessing>\n";
 
-// The write's result and the document written so far (a failing block still closes its tag).
-std::pair<bool, std::string> TryWrite(std::string_view tag, const ISAXPersistBase& block) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  bool written = false;
-  {
-    MSAXTagWriter element(writer, tag);
-    written = block.Write(writer);
-  }
-  writer.Close();
-  return {written, out};
-}
+using TestSupport::TryWriteBlock;
 
 // `text` up to where `at` starts, then `rest`.
 std::string Cut(const std::string& text, const std::string& at, const std::string& rest) {
@@ -163,7 +151,7 @@ TEST(SlicingTest, SliceFormatTextsBothWays) {
     SCOPED_TRACE(gap);
     MFormatParameters format;
     format.m_format = static_cast<SliceFormat>(gap);
-    EXPECT_EQ(TryWrite("FormatParameters", format),
+    EXPECT_EQ(TryWriteBlock("FormatParameters", format),
               std::make_pair(false, kHeader + "<FormatParameters/>\n"));
   }
 }
@@ -183,7 +171,7 @@ TEST(SlicingTest, SmoothingTextsAndAValueWithoutText) {
   // A value without a text ends the slicer after the four numbers.
   MSlicer slicer;
   slicer.m_fixParameters.m_smoothing = static_cast<SmoothingType>(3);
-  EXPECT_EQ(TryWrite("Slicer", slicer),
+  EXPECT_EQ(TryWriteBlock("Slicer", slicer),
             std::make_pair(
                 false, Cut(kDefaultSlicer, "    <Smoothing>", "  </FixParameters>\n</Slicer>\n")));
 }
@@ -192,11 +180,11 @@ TEST(SlicingTest, AFormatWithoutTextEndsTheEnclosingBlocks) {
   MSlicer slicer;
   slicer.m_formatParameters.m_format = static_cast<SliceFormat>(7);
   EXPECT_EQ(
-      TryWrite("Slicer", slicer),
+      TryWriteBlock("Slicer", slicer),
       std::make_pair(false, Cut(kDefaultSlicer, kFormat, "  <FormatParameters/>\n</Slicer>\n")));
   MPostParameters post;
   post.m_formatParameters.m_format = static_cast<SliceFormat>(7);
-  EXPECT_EQ(TryWrite("PostProcessing", post),
+  EXPECT_EQ(TryWriteBlock("PostProcessing", post),
             std::make_pair(
                 false, Cut(kDefaultPost, kFormat, "  <FormatParameters/>\n</PostProcessing>\n")));
 

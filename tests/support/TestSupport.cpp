@@ -61,7 +61,7 @@ std::string RoundTrip(std::string_view xml) {
   return out;
 }
 
-std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block) {
+std::pair<bool, std::string> TryWriteBlock(std::string_view tag, const ISAXPersistBase& block) {
   std::string out;
   TalSAX::SAXWriter writer(nullptr);
   writer.OpenString(out);
@@ -71,6 +71,11 @@ std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block) {
     written = block.Write(writer);
   }
   writer.Close();
+  return {written, out};
+}
+
+std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block) {
+  auto [written, out] = TryWriteBlock(tag, block);
   EXPECT_TRUE(written) << out;
   return out;
 }

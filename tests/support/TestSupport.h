@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
@@ -38,6 +39,10 @@ class KeepEverything : public ISAXPersist, public TalSDK::MSaxPersistExtensibleO
 
 // Parses `xml` into a KeepEverything and writes it back to text.
 std::string RoundTrip(std::string_view xml);
+
+// Writes `block` inside an element named `tag` into a new document: whether the block's Write
+// succeeded, and the document (a failing block still closes its element).
+std::pair<bool, std::string> TryWriteBlock(std::string_view tag, const ISAXPersistBase& block);
 
 // Writes `block` inside an element named `tag` into a new document and returns it.
 std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block);
