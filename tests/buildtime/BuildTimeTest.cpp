@@ -227,6 +227,7 @@ TEST(BuildTimeTest, RecordsConvertToPlatformsAndBack) {
   ASSERT_TRUE(TestSupport::ReadBlock(document, record).empty());
   MBuildtimePlatform platform;
   platform.SetParameter(19, 77.0);
+  platform.SetParameter(20, 5.0);  // past the last: ignored, nothing else is touched
   ConvertPlatform(record, platform);
   EXPECT_STREQ(platform.GetName(), L"job");
   std::vector<double> values;
@@ -234,6 +235,7 @@ TEST(BuildTimeTest, RecordsConvertToPlatformsAndBack) {
     values.push_back(platform.GetParameter(i, false));
   EXPECT_THAT(values, ElementsAre(1.0, 42.0, 5.0, 1000.0, 77.0));
   EXPECT_TRUE(std::isinf(platform.GetParameter(1, true)));  // laser power 0
+  EXPECT_EQ(platform.GetParameter(20, false), 0.0);
 
   MBuildtimePlatform source;
   source.SetName(L"source");
@@ -350,6 +352,8 @@ TEST(BuildTimeTest, FragmentListsAppendRemoveAndReset) {
   costs.Remove(5);
   ASSERT_EQ(costs.GetNumberOfCostFragments(), 2u);
   EXPECT_EQ(costs[0].GetName() + costs[1].GetName(), L"bc");
+  costs.ClearList();
+  EXPECT_EQ(costs.GetNumberOfCostFragments(), 0u);
 
   MCostFragment fragment = Fragment(L"x", P::DeltaY, 4.0f);
   fragment.SetDefaults();
