@@ -34,10 +34,15 @@
 // Machine geometry blocks.
 #include <TalSDK/platform/MachineEnvelope.h>
 #include <TalSDK/platform/MachineLaserOverlaps.h>
+#include <TalSDK/platform/MachineNesting.h>
 #include <TalSDK/platform/MachinePlatform.h>
 #include <TalSDK/platform/MachinePlatformStl.h>
 #include <TalSDK/platform/MachineZCompensation.h>
 #include <TalSDK/platform/PlatformTypes.h>
+
+// Locked areas of the build volume.
+#include <TalSDK/lockedareas/AreasData.h>
+#include <TalSDK/lockedareas/LockedAreas.h>
 
 // Slicing, post-processing and export settings.
 #include <TalSDK/slicing/ExportPart.h>

@@ -52,6 +52,7 @@ struct MachineParametersDescription {
       Persistence::Child("ExportPart", &M::m_exportPart),
       Persistence::Child("CostFragments", &M::m_costFragments),
       Persistence::Child("BuildTimeCalculation", &M::m_buildTimeCalculation),
+      Persistence::Child("Nesting", &M::m_nesting),
       Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters));
 };
 

@@ -51,8 +51,8 @@ std::string TopLevel(const std::string& text) {
 
 // The text without the blocks of default settings that have tests of their own.
 std::string WithoutDefaultBlocks(std::string text) {
-  for (const char* tag :
-       {"Slicer", "PostProcessing", "ExportPart", "CostFragments", "BuildTimeCalculation"}) {
+  for (const char* tag : {"Slicer", "PostProcessing", "ExportPart", "CostFragments",
+                          "BuildTimeCalculation", "Nesting"}) {
     const std::size_t begin = text.find(std::string("  <") + tag + ">\n");
     const std::string close = std::string("  </") + tag + ">\n";
     const std::size_t end = text.find(close, begin);
@@ -141,7 +141,7 @@ TEST_F(MachineFileTest, WritesEveryElementInTheFixedOrder) {
   const std::string written = TestSupport::ReadFile(path);
   EXPECT_EQ(TopLevel(written),
             "Name Comments Material Unit ZCompensation Platform Slicer PostProcessing "
-            "SupportProfilesVector Support ExportPart CostFragments BuildTimeCalculation "
+            "SupportProfilesVector Support ExportPart CostFragments BuildTimeCalculation Nesting "
             "ZCompensationParameters FromANewerVersion ");
   EXPECT_EQ(WithoutDefaultBlocks(written), kFullMachine);
 

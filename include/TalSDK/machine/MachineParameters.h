@@ -11,6 +11,7 @@
 #include <TalSDK/buildtime/BuildTimeCalculation.h>
 #include <TalSDK/buildtime/CostFragments.h>
 #include <TalSDK/persistence/FieldVisit.h>
+#include <TalSDK/platform/MachineNesting.h>
 #include <TalSDK/platform/MachinePlatform.h>
 #include <TalSDK/platform/MachineZCompensation.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
@@ -59,6 +60,7 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   std::list<TalSDK::SupportGeneration::MSupportGlobal> m_supportProfiles;
   MSAXMachineExportPart m_exportPart;
   MCostFragments m_costFragments;
+  MSaxMachineNesting m_nesting;
   MSAXMachinePlatform m_platform;
   MSAXMachineZCompensation m_zCompensationParameters;
 
