@@ -53,7 +53,8 @@ struct MachineParametersDescription {
       Persistence::Child("CostFragments", &M::m_costFragments),
       Persistence::Child("BuildTimeCalculation", &M::m_buildTimeCalculation),
       Persistence::Child("Nesting", &M::m_nesting),
-      Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters));
+      Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters),
+      Persistence::Child("LockedAreas", &M::m_lockedAreas));
 };
 
 }  // namespace TalAM

@@ -52,12 +52,12 @@ std::string TopLevel(const std::string& text) {
 // The text without the blocks of default settings that have tests of their own.
 std::string WithoutDefaultBlocks(std::string text) {
   for (const char* tag : {"Slicer", "PostProcessing", "ExportPart", "CostFragments",
-                          "BuildTimeCalculation", "Nesting"}) {
-    const std::size_t begin = text.find(std::string("  <") + tag + ">\n");
-    const std::string close = std::string("  </") + tag + ">\n";
+                          "BuildTimeCalculation", "Nesting", "LockedAreas"}) {
+    const std::size_t begin = text.find(std::string("\n  <") + tag + ">\n");
+    const std::string close = std::string("\n  </") + tag + ">\n";
     const std::size_t end = text.find(close, begin);
     if (begin != std::string::npos && end != std::string::npos) {
-      text.erase(begin, end + close.size() - begin);
+      text.erase(begin + 1, end + close.size() - begin - 1);
     }
   }
   return text;
@@ -142,7 +142,7 @@ TEST_F(MachineFileTest, WritesEveryElementInTheFixedOrder) {
   EXPECT_EQ(TopLevel(written),
             "Name Comments Material Unit ZCompensation Platform Slicer PostProcessing "
             "SupportProfilesVector Support ExportPart CostFragments BuildTimeCalculation Nesting "
-            "ZCompensationParameters FromANewerVersion ");
+            "ZCompensationParameters LockedAreas FromANewerVersion ");
   EXPECT_EQ(WithoutDefaultBlocks(written), kFullMachine);
 
   MachineParameters read;

@@ -10,6 +10,7 @@
 #include <TalSDK/MachinesExport.h>
 #include <TalSDK/buildtime/BuildTimeCalculation.h>
 #include <TalSDK/buildtime/CostFragments.h>
+#include <TalSDK/lockedareas/AreasData.h>
 #include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/platform/MachineNesting.h>
 #include <TalSDK/platform/MachinePlatform.h>
@@ -63,6 +64,7 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   MSaxMachineNesting m_nesting;
   MSAXMachinePlatform m_platform;
   MSAXMachineZCompensation m_zCompensationParameters;
+  LockedAreas::SAX::AreasData m_lockedAreas;
 
  private:
   friend struct MachineParametersDescription;  // the description of the machine file

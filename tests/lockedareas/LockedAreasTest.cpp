@@ -1,0 +1,222 @@
+#include <TalSDK/lockedareas/AreasData.h>
+#include <TalSDK/lockedareas/LockedAreas.h>
+
+#include <gtest/gtest.h>
+
+#include <any>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace LockedAreas;
+using LockedAreas::SAX::AreasData;
+
+const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+const std::string kRect = "com.quillon.brisko.area.rectangle";
+const std::string kCyl = "com.quillon.brisko.area.cylindrical";
+const std::string kCustom = "com.quillon.brisko.area.customshape";
+
+std::string Written(const AreasData& data) {
+  return TestSupport::WriteBlock("LockedAreas", data);
+}
+
+// Reads `body` the way a machine file holds it: inside two nested "LockedAreas" elements.
+AreasData Read(const std::string& body, std::size_t refused = 0) {
+  AreasData data;
+  EXPECT_EQ(TestSupport::ReadBlock(
+                "<LockedAreas><LockedAreas>" + body + "</LockedAreas></LockedAreas>", data)
+                .size(),
+            refused)
+      << body;
+  return data;
+}
+
+std::string Tag(const std::string& tag, const std::string& text) {
+  return "<" + tag + ">" + text + "</" + tag + ">";
+}
+
+// One area; empty arguments leave the element out.
+std::string Area(const std::string& name, const std::string& type,
+                 const std::string& visibility = {}, const std::string& parameters = {}) {
+  return (name.empty() ? "" : Tag("AreaName", name)) +
+         (visibility.empty() ? "" : Tag("AreaVisibility", visibility)) +
+         (type.empty() ? "" : Tag("AreaType", type)) + Tag("AreaParameters", parameters);
+}
+
+// A tetrahedron on the unit corner; a positive `unused` adds an unused vertex (u, u, u).
+std::shared_ptr<MStlBase> Tetrahedron(float unused = 0.0f) {
+  auto mesh = std::make_shared<MStlBase>();
+  std::vector<MStlVertex> vertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  if (unused > 0.0f) vertices.push_back({unused, unused, unused});
+  EXPECT_TRUE(mesh->SetGeometry(vertices, {{{0, 2, 1}}, {{0, 1, 3}}, {{0, 3, 2}}, {{1, 2, 3}}}));
+  return mesh;
+}
+
+}  // namespace
+
+TEST(LockedAreasTest, HeightDistanceIsSigned) {
+  EXPECT_EQ(CoordinateZ(5, 2).Distance(), -3.0);
+  EXPECT_EQ(Rectangle().height.Distance(), 100.0);
+}
+
+TEST(LockedAreasTest, CustomShapeCopiesShareTheMeshUntilMadePrivate) {
+  CustomShape source;
+  CustomShape copy = source;
+  copy.stl->Copy(*Tetrahedron());
+  EXPECT_EQ(source.stl->GetTriangleCount(), 4u);
+
+  copy.MakeStlPrivate();
+  EXPECT_NE(copy.stl, source.stl);
+  copy.stl->ClearStl(false);
+  EXPECT_EQ(source.stl->GetTriangleCount(), 4u);
+}
+
+TEST(LockedAreasTest, CustomShapesCompareByBoxVolumeAndKeptElements) {
+  CustomShape a;
+  CustomShape b;
+  a.stl = Tetrahedron();
+  b.stl = Tetrahedron(0.1f);
+  b.stl->SetName(L"other");
+  EXPECT_TRUE(a == b);
+  b.AddUnhandledElement({"Colour"});
+  EXPECT_TRUE(a != b);
+  b = CustomShape();
+  b.stl = Tetrahedron(2.0f);  // a larger box
+  EXPECT_TRUE(a != b);
+}
+
+TEST(LockedAreasTest, MakeDataPrivateOnlyTouchesCustomShapes) {
+  Rectangle rectangle;
+  rectangle.width = {3.0, 4.0};
+  AreaHolder box(RectangleTypeId(), rectangle, false);
+  box.MakeDataPrivate();
+  EXPECT_TRUE(std::any_cast<Rectangle&>(box.GetValue()) == rectangle);
+  EXPECT_FALSE(box.IsVisible());
+
+  AreaHolder empty(CustomShapeTypeId(), std::any());
+  EXPECT_THROW(empty.MakeDataPrivate(), std::bad_any_cast);
+}
+
+TEST(LockedAreasTest, EmptyCollectionWritesOnlyTheSwitch) {
+  EXPECT_EQ(Written(AreasData()), kHead +
+                                      "<LockedAreas>\n  <LockedAreas>\n"
+                                      "    <AreasEnabled>true</AreasEnabled>\n"
+                                      "  </LockedAreas>\n</LockedAreas>\n");
+}
+
+TEST(LockedAreasTest, VisibilityDefaultsDependOnTheKind) {
+  // Without a preceding "AreaVisibility" a custom shape is hidden, the other kinds shown; a
+  // read visibility holds for the next area only.
+  const struct {
+    std::string body;
+    std::vector<bool> visible;  // by name
+  } cases[] = {
+      {Area("a", kRect), {true}},
+      {Area("a", kCyl), {true}},
+      {Area("a", kCustom), {false}},
+      {Area("a", kCustom, "true"), {true}},
+      {Area("a", kRect, "false") + Area("b", kRect), {false, true}},
+      {Area("a", kCyl, "false") + Area("b", kCustom), {false, false}},
+      {Area("a", kCustom, "true") + Area("b", kCustom), {true, false}},
+  };
+  for (const auto& c : cases) {
+    const AreasData data = Read(c.body);
+    std::vector<bool> visible;
+    for (const auto& [name, area] : data.m_areas)
+      visible.push_back(area.IsVisible());
+    EXPECT_EQ(visible, c.visible) << c.body;
+  }
+}
+
+TEST(LockedAreasTest, NameAndTypeCarryOverAndNamesAreUnique) {
+  AreasData data = Read(Area("a", kCyl) + Area("", "", "", Tag("Radius", "7")) + Area("b", "") +
+                        Area("A", kRect) + Area("A", kCustom));
+  ASSERT_EQ(data.m_areas.size(), 3u);
+  EXPECT_EQ(std::any_cast<Cylindrical&>(data.m_areas[L"a"].GetValue()).radius, 7.0);
+  EXPECT_EQ(data.m_areas[L"b"].GetTypeId(), CylindricalTypeId());
+  EXPECT_EQ(data.m_areas[L"A"].GetTypeId(), CustomShapeTypeId());
+
+  const std::string written = Written(data);
+  const std::size_t upper = written.find("<AreaName>A<");
+  const std::size_t lower = written.find("<AreaName>a<");
+  EXPECT_LT(upper, lower);
+  EXPECT_LT(lower, written.find("<AreaName>b<"));
+}
+
+TEST(LockedAreasTest, UnknownAreaTypesAreRefused) {
+  for (const std::string& type : {std::string(), std::string("rectangle"), kRect + "s"}) {
+    const AreasData data = Read(Area("a", type, "false", Tag("CenterX", "1")), 1);
+    EXPECT_TRUE(data.m_areas.empty()) << type;
+  }
+}
+
+TEST(LockedAreasTest, AllKindsReadBackEqual) {
+  AreasData data;
+  data.m_areasEnabled = false;
+  Rectangle rectangle;
+  rectangle.center = {-1.5, 0.1};
+  rectangle.width = {2.0, 1e-9};
+  rectangle.height = {3.0, 1.0 / 3.0};
+  rectangle.fullPlatformHeight = true;
+  rectangle.AddUnhandledElement({"Note", "x"});
+  Cylindrical cylinder;
+  cylinder.radius = 0.7;
+  cylinder.center = {4.0, 5.0};
+  CustomShape shape;
+  shape.stl = Tetrahedron();
+  data.m_areas[L"box"] = AreaHolder(RectangleTypeId(), rectangle, false);
+  data.m_areas[L"round"] = AreaHolder(CylindricalTypeId(), cylinder);
+  data.m_areas[L"free"] = AreaHolder(CustomShapeTypeId(), shape);
+  data.AddUnhandledElement({"Future", "1"});
+
+  AreasData read;
+  EXPECT_TRUE(TestSupport::ReadBlock(Written(data), read).empty());
+  EXPECT_TRUE(read == data);
+  EXPECT_EQ(std::any_cast<CustomShape&>(read.m_areas[L"free"].GetValue()).stl->GetTriangles(),
+            shape.stl->GetTriangles());
+  std::any_cast<Cylindrical&>(read.m_areas[L"round"].GetValue()).radius = 0.8;
+  EXPECT_TRUE(read != data);
+
+  // The shapes are listed after the collection, in name order, with their kept elements.
+  const auto nodes = data.GetExtensibleObjectNodes();
+  ASSERT_EQ(nodes.size(), 4u);
+  EXPECT_EQ(data.GetUnhandledElementsFromAllNodes().size(), 2u);
+}
+
+TEST(LockedAreasTest, CopiesDoNotShareCustomMeshes) {
+  AreasData source;
+  CustomShape shape;
+  shape.stl = Tetrahedron();
+  source.m_areas[L"free"] = AreaHolder(CustomShapeTypeId(), shape);
+  const auto mesh = [](AreasData& d) {
+    return std::any_cast<CustomShape&>(d.m_areas[L"free"].GetValue()).stl;
+  };
+
+  AreasData copy(source);
+  AreasData assigned;
+  assigned = source;
+  EXPECT_TRUE(copy == source);
+  EXPECT_NE(mesh(copy), mesh(source));
+  EXPECT_NE(mesh(assigned), mesh(source));
+  mesh(copy)->ClearStl(false);
+  EXPECT_EQ(mesh(source)->GetTriangleCount(), 4u);
+  EXPECT_EQ(mesh(assigned)->GetTriangleCount(), 4u);
+}
+
+TEST(LockedAreasTest, UnknownTypeIdsCannotBeListed) {
+  AreasData data;
+  data.m_areas[L"odd"] = AreaHolder(L"com.quillon.brisko.area.sphere", Rectangle());
+  try {
+    data.GetExtensibleObjectNodes();
+    FAIL() << "no exception";
+  } catch (const std::logic_error& error) {
+    EXPECT_STREQ(error.what(),
+                 "SAX::AreasData, GetExtensibleObjectNodes : unexpected area type id");
+  }
+  // It still writes, with empty parameters.
+  EXPECT_NE(Written(data).find("<AreaParameters/>"), std::string::npos);
+}
