@@ -11,6 +11,8 @@
 #include <TalSDK/sdk/sax/SAXWriter.h>
 #include <TalSDK/sdk/sax/StreamTextOut.h>
 
+#include "persistence/Description.h"
+
 namespace LockedAreas::SAX {
 
 namespace {
@@ -18,20 +20,39 @@ namespace {
 using TalAM::FieldKind;
 using TalAM::WriteValueTag;
 
-constexpr int kDoublePrecision = 17;
+using namespace TalAM::Persistence;
+
+// Each area's parameters, doubles with 17 digits. The heights are written also when the area
+// spans the full platform height.
+constexpr auto kRectangleFields = Describe<Rectangle>(
+    Value<Rectangle>("CenterX", InMember(&Rectangle::center, &Coordinate2D::x)),
+    Value<Rectangle>("CenterY", InMember(&Rectangle::center, &Coordinate2D::y)),
+    Value<Rectangle>("WidthX", InMember(&Rectangle::width, &Coordinate2D::x)),
+    Value<Rectangle>("WidthY", InMember(&Rectangle::width, &Coordinate2D::y)),
+    Value("FullPlatformHeight", &Rectangle::fullPlatformHeight),
+    Value<Rectangle>("HeightZMin", InMember(&Rectangle::height, &CoordinateZ::zMin)),
+    Value<Rectangle>("HeightZMax", InMember(&Rectangle::height, &CoordinateZ::zMax)));
+
+constexpr auto kCylinderFields = Describe<Cylindrical>(
+    Value<Cylindrical>("CenterX", InMember(&Cylindrical::center, &Coordinate2D::x)),
+    Value<Cylindrical>("CenterY", InMember(&Cylindrical::center, &Coordinate2D::y)),
+    Value("Radius", &Cylindrical::radius),
+    Value("FullPlatformHeight", &Cylindrical::fullPlatformHeight),
+    Value<Cylindrical>("HeightZMin", InMember(&Cylindrical::height, &CoordinateZ::zMin)),
+    Value<Cylindrical>("HeightZMax", InMember(&Cylindrical::height, &CoordinateZ::zMax)));
+
+// The shape's mesh is read into in place, never replaced.
+struct ShapeMesh {
+  const MStlBase* Find(const CustomShape& shape) const { return shape.stl.get(); }
+  MStlBase& Access(CustomShape& shape) const { return *shape.stl; }
+};
+
+// The mesh's own write result adds nothing: the shape's kept elements decide.
+constexpr auto kCustomShapeFields =
+    Describe<CustomShape>(Mesh<CustomShape>("Mesh", ShapeMesh{}).WriteResultIgnored());
 
 const char* BoolText(bool value) {
   return value ? "true" : "false";
-}
-
-std::string DoubleText(double value) {
-  MStreamTextOut<wchar_t> text;
-  text << value;
-  return StringConversion::NativeToUtf8(text.str());
-}
-
-void WriteDouble(TalSAX::ISAXWriter& writer, std::string_view tag, double value) {
-  WriteValueTag(writer, tag, value, kDoublePrecision, false);
 }
 
 // A new default shape of type T in mode `mode`, stored in the map under `name` (replacing
@@ -78,32 +99,14 @@ bool EqualValues(const AreaHolder& a, const AreaHolder& b) {
   return a.GetValue().type() == b.GetValue().type();
 }
 
-void VisitBox(TalAM::FieldVisit& visit, const Coordinate2D& center, const CoordinateZ& height,
-              bool fullPlatformHeight) {
-  visit.Value("CenterX", FieldKind::Double, DoubleText(center.x));
-  visit.Value("CenterY", FieldKind::Double, DoubleText(center.y));
-  visit.Value("FullPlatformHeight", FieldKind::Bool, BoolText(fullPlatformHeight));
-  visit.Value("HeightZMin", FieldKind::Double, DoubleText(height.zMin));
-  visit.Value("HeightZMax", FieldKind::Double, DoubleText(height.zMax));
-}
-
 void VisitParameters(TalAM::FieldVisit& visit, const AreaHolder& area) {
   const std::wstring& id = area.GetTypeId();
   if (id == RectangleTypeId()) {
-    const auto& shape = std::any_cast<const Rectangle&>(area.GetValue());
-    visit.Value("WidthX", FieldKind::Double, DoubleText(shape.width.x));
-    visit.Value("WidthY", FieldKind::Double, DoubleText(shape.width.y));
-    VisitBox(visit, shape.center, shape.height, shape.fullPlatformHeight);
+    kRectangleFields.Visit(std::any_cast<const Rectangle&>(area.GetValue()), visit);
   } else if (id == CylindricalTypeId()) {
-    const auto& shape = std::any_cast<const Cylindrical&>(area.GetValue());
-    visit.Value("Radius", FieldKind::Double, DoubleText(shape.radius));
-    VisitBox(visit, shape.center, shape.height, shape.fullPlatformHeight);
+    kCylinderFields.Visit(std::any_cast<const Cylindrical&>(area.GetValue()), visit);
   } else if (id == CustomShapeTypeId()) {
-    const MStlBase& mesh = *std::any_cast<const CustomShape&>(area.GetValue()).stl;
-    visit.Enter("Mesh", FieldKind::Mesh,
-                std::to_string(mesh.GetTriangleCount()) + " triangles, " +
-                    std::to_string(mesh.GetVertexCount()) + " vertices");
-    visit.Leave();
+    kCustomShapeFields.Visit(std::any_cast<const CustomShape&>(area.GetValue()), visit);
   }
 }
 
@@ -165,7 +168,8 @@ AreasData::NodeList AreasData::GetExtensibleObjectNodes() const {
     } else if (id == CylindricalTypeId()) {
       nodes.emplace_back(std::any_cast<const Cylindrical&>(value));
     } else if (id == CustomShapeTypeId()) {
-      nodes.emplace_back(std::any_cast<const CustomShape&>(value));
+      TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(
+          nodes, std::any_cast<const CustomShape&>(value));
     } else {
       throw std::logic_error("SAX::AreasData, GetExtensibleObjectNodes : unexpected area type id");
     }
@@ -244,65 +248,27 @@ void AreasData::VisitFields(TalAM::FieldVisit& visit) const {
 }
 
 bool RectangleAreaData::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  if (m_target == nullptr) return false;
-  Rectangle& shape = *m_target;
-  if (tagName == "CenterX") return reader.ReadValue(shape.center.x);
-  if (tagName == "CenterY") return reader.ReadValue(shape.center.y);
-  if (tagName == "WidthX") return reader.ReadValue(shape.width.x);
-  if (tagName == "WidthY") return reader.ReadValue(shape.width.y);
-  if (tagName == "FullPlatformHeight") return reader.ReadValue(shape.fullPlatformHeight);
-  if (tagName == "HeightZMin") return reader.ReadValue(shape.height.zMin);
-  if (tagName == "HeightZMax") return reader.ReadValue(shape.height.zMax);
-  return TalSDK::MSaxPersistExtensibleObjectReader(shape).HandleTag(tagName, reader);
+  return m_target != nullptr && kRectangleFields.HandleTag(tagName, *m_target, reader);
 }
 
 bool RectangleAreaData::Write(TalSAX::ISAXWriter& writer) const {
-  const Rectangle& shape = *m_shape;
-  WriteDouble(writer, "CenterX", shape.center.x);
-  WriteDouble(writer, "CenterY", shape.center.y);
-  WriteDouble(writer, "WidthX", shape.width.x);
-  WriteDouble(writer, "WidthY", shape.width.y);
-  WriteValueTag(writer, "FullPlatformHeight", shape.fullPlatformHeight);
-  WriteDouble(writer, "HeightZMin", shape.height.zMin);
-  WriteDouble(writer, "HeightZMax", shape.height.zMax);
-  return TalSDK::MSaxPersistExtensibleObjectWriter(shape).Write(writer);
+  return kRectangleFields.Write(*m_shape, writer);
 }
 
 bool CylindricalAreaData::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  if (m_target == nullptr) return false;
-  Cylindrical& shape = *m_target;
-  if (tagName == "CenterX") return reader.ReadValue(shape.center.x);
-  if (tagName == "CenterY") return reader.ReadValue(shape.center.y);
-  if (tagName == "Radius") return reader.ReadValue(shape.radius);
-  if (tagName == "FullPlatformHeight") return reader.ReadValue(shape.fullPlatformHeight);
-  if (tagName == "HeightZMin") return reader.ReadValue(shape.height.zMin);
-  if (tagName == "HeightZMax") return reader.ReadValue(shape.height.zMax);
-  return TalSDK::MSaxPersistExtensibleObjectReader(shape).HandleTag(tagName, reader);
+  return m_target != nullptr && kCylinderFields.HandleTag(tagName, *m_target, reader);
 }
 
 bool CylindricalAreaData::Write(TalSAX::ISAXWriter& writer) const {
-  const Cylindrical& shape = *m_shape;
-  WriteDouble(writer, "CenterX", shape.center.x);
-  WriteDouble(writer, "CenterY", shape.center.y);
-  WriteDouble(writer, "Radius", shape.radius);
-  WriteValueTag(writer, "FullPlatformHeight", shape.fullPlatformHeight);
-  WriteDouble(writer, "HeightZMin", shape.height.zMin);
-  WriteDouble(writer, "HeightZMax", shape.height.zMax);
-  return TalSDK::MSaxPersistExtensibleObjectWriter(shape).Write(writer);
+  return kCylinderFields.Write(*m_shape, writer);
 }
 
 bool CustomShapeAreaData::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  if (m_target == nullptr) return false;
-  if (tagName == "Mesh") return reader.DelegateToOwnedChild(new MSaxStlBase(*m_target->stl));
-  return TalSDK::MSaxPersistExtensibleObjectReader(*m_target).HandleTag(tagName, reader);
+  return m_target != nullptr && kCustomShapeFields.HandleTag(tagName, *m_target, reader);
 }
 
 bool CustomShapeAreaData::Write(TalSAX::ISAXWriter& writer) const {
-  {
-    MSAXTagWriter mesh(writer, "Mesh");
-    MSaxStlBase(std::as_const(*m_shape->stl)).Write(writer);
-  }
-  return TalSDK::MSaxPersistExtensibleObjectWriter(*m_shape).Write(writer);
+  return kCustomShapeFields.Write(*m_shape, writer);
 }
 
 }  // namespace LockedAreas::SAX

@@ -48,6 +48,13 @@ bool CustomShape::operator==(const CustomShape& other) const {
          a.GetVolume() == b.GetVolume() && MSaxPersistExtensibleObject::operator==(other);
 }
 
+CustomShape::NodeList CustomShape::GetExtensibleObjectNodes() const {
+  NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
+  if (stl != nullptr)
+    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, *stl);
+  return nodes;
+}
+
 void CustomShape::MakeStlPrivate() {
   stl = std::make_shared<MStlBase>(*stl);
 }

@@ -181,9 +181,9 @@ TEST(LockedAreasTest, AllKindsReadBackEqual) {
   std::any_cast<Cylindrical&>(read.m_areas[L"round"].GetValue()).radius = 0.8;
   EXPECT_TRUE(read != data);
 
-  // The shapes are listed after the collection, in name order, with their kept elements.
+  // The shapes are listed after the collection, in name order, a custom shape with its mesh.
   const auto nodes = data.GetExtensibleObjectNodes();
-  ASSERT_EQ(nodes.size(), 4u);
+  ASSERT_EQ(nodes.size(), 5u);
   EXPECT_EQ(data.GetUnhandledElementsFromAllNodes().size(), 2u);
 }
 

@@ -93,6 +93,9 @@ class TALSDK_MACHINES_EXPORT CustomShape : public TalSDK::MSaxPersistExtensibleO
   // Replaces the shared mesh by a private copy of it.
   void MakeStlPrivate();
 
+  // This shape, then its mesh (which keeps unknown elements of its own).
+  NodeList GetExtensibleObjectNodes() const override;
+
   std::shared_ptr<MStlBase> stl = std::make_shared<MStlBase>();
 };
 
