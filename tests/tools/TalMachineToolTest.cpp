@@ -305,3 +305,66 @@ TEST(TalMachineTool, PlatformMeshFromStl) {
   EXPECT_EQ(ReadFile(machine), before);
   EXPECT_EQ(RunTool({"platform-mesh", machine}).status, 2);
 }
+
+namespace {
+
+std::size_t Count(const std::string& text, const std::string& needle) {
+  std::size_t count = 0;
+  for (auto at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace
+
+TEST(TalMachineTool, RenderPlatform) {
+  const TempDirectory dir;
+  const std::string svgFile = dir.File("platform.svg").string();
+  const Result rendered = RunTool({"render", kExample, "-o", svgFile});
+  ASSERT_EQ(rendered.status, 0) << rendered.err;
+  EXPECT_EQ(rendered.out, "");
+  const std::string svg = ReadFile(svgFile);
+
+  // Well-formed: the library's reader takes it whole, and what it kept names every area.
+  std::string kept;
+  ASSERT_NO_THROW(kept = TestSupport::RoundTrip(svg));
+  EXPECT_TRUE(Finds(kept,
+                    "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 [0-9.]+ "
+                    "[0-9.]+\" width=\"[0-9.]+\" height=\"[0-9.]+\""))
+      << kept.substr(0, 300);
+  EXPECT_EQ(Count(kept, "class=\"area\""), 3u);
+  EXPECT_TRUE(Finds(kept, "<rect class=\"area\" data-name=\"Clamp front left\" data-kind=\"box\""));
+  EXPECT_TRUE(Finds(kept, "<circle class=\"area\" data-name=\"Powder sensor\""));
+  EXPECT_TRUE(Finds(kept,
+                    "<polygon class=\"area\" data-name=\"Witness plate keep-out\"[^>]* "
+                    "stroke-dasharray=\"[0-9.]+ [0-9.]+\""));
+  for (const char* entry : {">1 Clamp front left \\(box\\)<", ">2 Powder sensor \\(cylinder\\)<",
+                            ">3 Witness plate keep-out \\(custom shape, hidden\\)<"}) {
+    EXPECT_TRUE(Finds(kept, "<text class=\"legend-area\"[^>]*" + std::string(entry))) << entry;
+  }
+  // +Y points up: the box at y = 15 mm lies below the cylinder at y = 220.5 mm.
+  std::smatch box, cylinder;
+  ASSERT_TRUE(
+      std::regex_search(svg, box, std::regex("data-kind=\"box\" x=\"[0-9.]+\" y=\"([0-9.]+)\"")));
+  ASSERT_TRUE(std::regex_search(svg, cylinder, std::regex("cy=\"([0-9.]+)\"")));
+  EXPECT_GT(std::stod(box[1]), std::stod(cylinder[1]));
+  EXPECT_TRUE(Finds(svg, ">50 mm<"));
+
+  // Standard output, by default and with "-", is the same document.
+  EXPECT_EQ(RunTool({"render", kExample}).out, svg);
+  EXPECT_EQ(RunTool({"render", kExample, "-o", "-"}).out, svg);
+
+  // A machine without locked areas has no area shapes; a missing file fails on one line.
+  const std::string plain = dir.File("plain.xml").string();
+  ASSERT_EQ(RunTool({"new", plain}).status, 0);
+  const Result empty = RunTool({"render", plain});
+  EXPECT_EQ(empty.status, 0) << empty.err;
+  EXPECT_NO_THROW(TestSupport::RoundTrip(empty.out));
+  EXPECT_EQ(Count(empty.out, "class=\"area\""), 0u);
+  EXPECT_EQ(Count(empty.out, "class=\"legend-area\""), 0u);
+  const Result missing = RunTool({"render", "no-such.xml", "-o", dir.File("x.svg").string()});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(Lines(missing.err), 1u) << missing.err;
+  EXPECT_FALSE(fs::exists(dir.File("x.svg")));
+}

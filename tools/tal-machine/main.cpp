@@ -13,6 +13,7 @@
 
 #include "Commands.h"
 #include "Cost.h"
+#include "Render.h"
 #include "Text.h"
 
 namespace {
@@ -194,6 +195,15 @@ int main(int argc, char** argv) {
   AddPolicy(*scan, scanPolicy);
   scan->footer("Example: tal-machine scan-speed machine.xml --cure-depth 0.1651");
 
+  std::string renderPolicy = "keep";
+  std::string renderOutput;
+  CLI::App* render = app.add_subcommand("render", "Draw the platform seen from above as SVG");
+  render->add_option("FILE", file, "Machine file to read")->required()->check(kUtf8);
+  render->add_option("-o,--out", renderOutput, "SVG file to write (default or -: standard output)")
+      ->type_name("OUT.svg")
+      ->check(kUtf8);
+  AddPolicy(*render, renderPolicy);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -215,6 +225,9 @@ int main(int argc, char** argv) {
       if (*dzOption) build.dz = dz;
       if (*timeOption) build.time = time;
       status = TalMachineTool::RunCost(file, kPolicies.at(costPolicy), build);
+    }
+    if (*render) {
+      status = TalMachineTool::RunRender(file, renderOutput, kPolicies.at(renderPolicy));
     }
     if (*scan) status = TalMachineTool::RunScanSpeed(file, kPolicies.at(scanPolicy), cureDepth);
   } catch (const std::exception& error) {
