@@ -6,6 +6,7 @@
 #include <any>
 #include <stdexcept>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "support/TestSupport.h"
@@ -87,6 +88,46 @@ TEST(LockedAreasTest, CustomShapesCompareByBoxVolumeAndKeptElements) {
   b = CustomShape();
   b.stl = Tetrahedron(2.0f);  // a larger box
   EXPECT_TRUE(a != b);
+}
+
+TEST(LockedAreasTest, HolderSwapExchangesIdentifierValueAndVisibility) {
+  Cylindrical cylinder;
+  cylinder.radius = 2.5;
+  AreaHolder a(RectangleTypeId(), Rectangle(), false);
+  AreaHolder b(CylindricalTypeId(), cylinder);
+  a.swap(b);
+  EXPECT_EQ(a.GetTypeId(), CylindricalTypeId());
+  EXPECT_EQ(std::any_cast<const Cylindrical&>(a.GetValue()).radius, 2.5);
+  EXPECT_TRUE(a.IsVisible());
+  EXPECT_EQ(b.GetTypeId(), RectangleTypeId());
+  EXPECT_TRUE(b.GetValue().type() == typeid(Rectangle));
+  EXPECT_FALSE(b.IsVisible());
+}
+
+// Every area is visited as a numbered item holding its name, visibility, type and parameters.
+TEST(LockedAreasTest, VisitListsEachAreaWithItsParameters) {
+  AreasData data;
+  data.m_areas.insert_or_assign(L"b", AreaHolder(CylindricalTypeId(), Cylindrical()));
+  data.m_areas.insert_or_assign(L"a", AreaHolder(RectangleTypeId(), Rectangle(), false));
+  std::string paths;
+  TalAM::FieldVisit visit(
+      [&paths](const TalAM::FieldView& field) {
+        paths += std::string(field.path) + "=" + std::string(field.text) + " ";
+      },
+      "L");
+  data.VisitFields(visit);
+  EXPECT_EQ(paths,
+            "L/AreasEnabled=true L/Areas=2 L/Areas/Area[1]= L/Areas/Area[1]/AreaName=a "
+            "L/Areas/Area[1]/AreaVisibility=false "
+            "L/Areas/Area[1]/AreaType=com.quillon.brisko.area.rectangle "
+            "L/Areas/Area[1]/CenterX=10 L/Areas/Area[1]/CenterY=10 L/Areas/Area[1]/WidthX=10 "
+            "L/Areas/Area[1]/WidthY=10 L/Areas/Area[1]/FullPlatformHeight=false "
+            "L/Areas/Area[1]/HeightZMin=0 L/Areas/Area[1]/HeightZMax=100 L/Areas/Area[2]= "
+            "L/Areas/Area[2]/AreaName=b L/Areas/Area[2]/AreaVisibility=true "
+            "L/Areas/Area[2]/AreaType=com.quillon.brisko.area.cylindrical "
+            "L/Areas/Area[2]/CenterX=10 L/Areas/Area[2]/CenterY=10 L/Areas/Area[2]/Radius=5 "
+            "L/Areas/Area[2]/FullPlatformHeight=false L/Areas/Area[2]/HeightZMin=0 "
+            "L/Areas/Area[2]/HeightZMax=100 ");
 }
 
 TEST(LockedAreasTest, MakeDataPrivateOnlyTouchesCustomShapes) {
