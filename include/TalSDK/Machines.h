@@ -56,6 +56,10 @@
 #include <TalSDK/buildtime/CostFragments.h>
 #include <TalSDK/buildtime/SList.h>
 
+// Base plates and kestrum supports.
+#include <TalSDK/quality/BaseplateParameters.h>
+#include <TalSDK/quality/KestrumSupportParameters.h>
+
 // The machine definition and its file.
 #include <TalSDK/machine/MachineFile.h>
 #include <TalSDK/machine/MachineParameters.h>

@@ -54,7 +54,12 @@ struct MachineParametersDescription {
       Persistence::Child("BuildTimeCalculation", &M::m_buildTimeCalculation),
       Persistence::Child("Nesting", &M::m_nesting),
       Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters),
-      Persistence::Child("LockedAreas", &M::m_lockedAreas));
+      Persistence::Child("LockedAreas", &M::m_lockedAreas),
+      Persistence::ChildModel<MSaxKestrumSupportParametersReaderHelper,
+                              MSaxKestrumSupportParametersWriter>("KestrumSupport",
+                                                                  &M::m_kestrumSupport),
+      Persistence::ChildModel<MSaxBaseplateParametersReaderHelper, MSaxBaseplateParametersWriter>(
+          "BaseplateParameters", &M::m_baseplateParameters));
 };
 
 }  // namespace TalAM

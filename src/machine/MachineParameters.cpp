@@ -40,7 +40,8 @@ MachineParameters::NodeList MachineParameters::GetExtensibleObjectNodes() const 
   NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
   TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(
       nodes, {m_buildTimeCalculation, m_slicer, m_postProcessing, m_exportPart, m_costFragments,
-              m_nesting, m_platform, m_zCompensationParameters, m_lockedAreas, m_support});
+              m_nesting, m_platform, m_zCompensationParameters, m_lockedAreas, m_kestrumSupport,
+              m_baseplateParameters, m_support});
   for (const auto& profile : m_supportProfiles) {
     TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, profile);
   }

@@ -51,8 +51,9 @@ std::string TopLevel(const std::string& text) {
 
 // The text without the blocks of default settings that have tests of their own.
 std::string WithoutDefaultBlocks(std::string text) {
-  for (const char* tag : {"Slicer", "PostProcessing", "ExportPart", "CostFragments",
-                          "BuildTimeCalculation", "Nesting", "LockedAreas"}) {
+  for (const char* tag :
+       {"Slicer", "PostProcessing", "ExportPart", "CostFragments", "BuildTimeCalculation",
+        "Nesting", "LockedAreas", "KestrumSupport", "BaseplateParameters"}) {
     const std::size_t begin = text.find(std::string("\n  <") + tag + ">\n");
     const std::string close = std::string("\n  </") + tag + ">\n";
     const std::size_t end = text.find(close, begin);
@@ -142,7 +143,8 @@ TEST_F(MachineFileTest, WritesEveryElementInTheFixedOrder) {
   EXPECT_EQ(TopLevel(written),
             "Name Comments Material Unit ZCompensation Platform Slicer PostProcessing "
             "SupportProfilesVector Support ExportPart CostFragments BuildTimeCalculation Nesting "
-            "ZCompensationParameters LockedAreas FromANewerVersion ");
+            "ZCompensationParameters LockedAreas KestrumSupport BaseplateParameters "
+            "FromANewerVersion ");
   EXPECT_EQ(WithoutDefaultBlocks(written), kFullMachine);
 
   MachineParameters read;

@@ -15,6 +15,8 @@
 #include <TalSDK/platform/MachineNesting.h>
 #include <TalSDK/platform/MachinePlatform.h>
 #include <TalSDK/platform/MachineZCompensation.h>
+#include <TalSDK/quality/BaseplateParameters.h>
+#include <TalSDK/quality/KestrumSupportParameters.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/support/SupportGlobal.h>
 #include <TalSDK/slicing/ExportPart.h>
@@ -65,6 +67,8 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   MSAXMachinePlatform m_platform;
   MSAXMachineZCompensation m_zCompensationParameters;
   LockedAreas::SAX::AreasData m_lockedAreas;
+  MKestrumSupportParameters m_kestrumSupport;
+  MBaseplateParameters m_baseplateParameters;
 
  private:
   friend struct MachineParametersDescription;  // the description of the machine file

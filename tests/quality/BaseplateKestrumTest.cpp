@@ -1,0 +1,88 @@
+#include <TalSDK/quality/BaseplateParameters.h>
+#include <TalSDK/quality/KestrumSupportParameters.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+// A model persisted through its reader helper and writer, as the machine file does.
+template <class Reader, class Model>
+std::string Read(const std::string& content, Model& model) {
+  Reader reader(model);
+  const auto refused = TestSupport::ReadBlock("<B>" + content + "</B>", reader);
+  std::string paths;
+  for (const auto& element : refused)
+    paths += element.path + " ";
+  return paths;
+}
+
+TEST(BaseplateKestrumTest, DefaultsAreWrittenInFileOrder) {
+  EXPECT_EQ(TestSupport::WriteBlock("B", MSaxBaseplateParametersWriter(MBaseplateParameters())),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<B>\n"
+            "  <Enabled>false</Enabled>\n  <Method>Contour</Method>\n"
+            "  <Thickness>20000</Thickness>\n  <Offset>20000</Offset>\n"
+            "  <LiftEdgesEnabled>false</LiftEdgesEnabled>\n  <LiftHeight>20000</LiftHeight>\n"
+            "  <PerforationsEnabled>false</PerforationsEnabled>\n"
+            "  <PerforationsSize>20000</PerforationsSize>\n"
+            "  <PerforationsSpacing>20000</PerforationsSpacing>\n</B>\n");
+  EXPECT_EQ(
+      TestSupport::WriteBlock("K", MSaxKestrumSupportParametersWriter(MKestrumSupportParameters())),
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<K>\n"
+      "  <ParametersFilePath/>\n  <UseNoBuildZones>false</UseNoBuildZones>\n"
+      "  <UseLayerThickness>true</UseLayerThickness>\n  <LayerThickness>500</LayerThickness>\n"
+      "  <UseRealNoBuildZones>false</UseRealNoBuildZones>\n  <kestrumMerge>false</kestrumMerge>\n"
+      "  <OnePlatformSupportTemplate>kestrumMergedPart</OnePlatformSupportTemplate>\n"
+      "  <UseBuildEnvelope>true</UseBuildEnvelope>\n"
+      "  <IgnoreKestrumBaseplate>false</IgnoreKestrumBaseplate>\n</K>\n");
+}
+
+// Any method text but "BoundingBox" reads as Contour; any value but 1 writes as "Contour".
+TEST(BaseplateKestrumTest, MethodIsLenientBothWays) {
+  for (const auto& [text, method] : {std::pair{"BoundingBox", BaseplateMethod::BoundingBox},
+                                     std::pair{"boundingbox", BaseplateMethod::Contour},
+                                     std::pair{"Circle", BaseplateMethod::Contour}}) {
+    MBaseplateParameters plate;
+    plate.m_method = BaseplateMethod::BoundingBox;
+    EXPECT_EQ(Read<MSaxBaseplateParametersReaderHelper>(
+                  std::string("<Method>") + text + "</Method>", plate),
+              "");
+    EXPECT_EQ(plate.m_method, method) << text;
+  }
+  MBaseplateParameters odd;
+  odd.m_method = static_cast<BaseplateMethod>(5);
+  EXPECT_NE(TestSupport::WriteBlock("B", MSaxBaseplateParametersWriter(odd))
+                .find("<Method>Contour</Method>"),
+            std::string::npos);
+}
+
+// "KestrumMerge" with a capital is not the lower-case tag: it is kept and changes nothing.
+TEST(BaseplateKestrumTest, TagsAreExactAndUnknownOnesKept) {
+  MKestrumSupportParameters kestrum;
+  EXPECT_EQ(Read<MSaxKestrumSupportParametersReaderHelper>(
+                "<KestrumMerge>true</KestrumMerge><LayerThickness>x</LayerThickness>"
+                "<UseRealNoBuildZones>true</UseRealNoBuildZones>",
+                kestrum),
+            "B/LayerThickness ");
+  EXPECT_FALSE(kestrum.m_kestrumMerge);
+  EXPECT_TRUE(kestrum.m_useRealNoBuildZones);
+  EXPECT_EQ(kestrum.m_layerThickness, 500);
+  ASSERT_EQ(kestrum.GetUnhandledElements().size(), 1u);
+  EXPECT_NE(kestrum, MKestrumSupportParameters());
+
+  // The readers' reset keeps the operating mode and drops the kept elements.
+  kestrum.SetOperatingMode(TalSDK::MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
+  MSaxKestrumSupportParametersReaderHelper(kestrum).SetDefaults();
+  EXPECT_EQ(kestrum, MKestrumSupportParameters());
+  EXPECT_EQ(kestrum.GetOperatingMode(),
+            TalSDK::MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
+  MBaseplateParameters plate;
+  plate.m_thickness = 1;
+  MSaxBaseplateParametersReaderHelper(plate).SetDefaults();
+  EXPECT_EQ(plate, MBaseplateParameters());
+}
+
+}  // namespace
