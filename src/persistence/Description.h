@@ -669,9 +669,9 @@ struct ListRules {
 namespace Detail {
 
 // Where and how a list item tag is taken (shared by block lists and value lists).
-template <class Owner>
-std::optional<bool> ListTag(std::string_view tag, TalSAX::ISAXReader& reader, ReadPass pass,
-                            std::string_view wrapperTag, const ListRules& rules, bool& makeItem) {
+inline std::optional<bool> ListTag(std::string_view tag, TalSAX::ISAXReader& reader, ReadPass pass,
+                                   std::string_view wrapperTag, const ListRules& rules,
+                                   bool& makeItem) {
   makeItem = false;
   if (pass == ReadPass::Plain && !wrapperTag.empty() && tag == wrapperTag) return true;
   if (tag != rules.itemTag || pass == ReadPass::Fallback) return std::nullopt;
@@ -693,6 +693,20 @@ std::optional<bool> ListTag(std::string_view tag, TalSAX::ISAXReader& reader, Re
   return std::nullopt;
 }
 
+// A list's tags: the wrapper (emptying the list when the rules say so) and the item tag, whose
+// new item `makeItem` creates and reads; nothing for any other tag.
+template <class Container, class MakeItem>
+std::optional<bool> ReadListTag(std::string_view tag, TalSAX::ISAXReader& reader, ReadPass pass,
+                                std::string_view wrapperTag, const ListRules& rules,
+                                Container& items, MakeItem makeItem) {
+  bool newItem = false;
+  const std::optional<bool> result = ListTag(tag, reader, pass, wrapperTag, rules, newItem);
+  if (!result) return result;
+  if (newItem) return makeItem();
+  if (tag == wrapperTag && rules.wrapperClears) items.clear();
+  return true;
+}
+
 inline std::string ItemTag(std::string_view tag, std::size_t index) {
   return std::string(tag) + "[" + ValueText(static_cast<long>(index + 1)) + "]";
 }
@@ -708,19 +722,13 @@ struct ListCodec {
 
   std::optional<bool> ReadScoped(std::string_view tag, Owner& object, TalSAX::ISAXReader& reader,
                                  ReadPass pass, std::string_view wrapperTag) const {
-    bool makeItem = false;
-    const std::optional<bool> result =
-        ListTag<Owner>(tag, reader, pass, wrapperTag, rules, makeItem);
-    if (!result) return result;
-    if (makeItem) {
+    return ReadListTag(tag, reader, pass, wrapperTag, rules, object.*member, [&]() {
       Item& item = (object.*member).emplace_back();
       TalSDK::MSaxPersistExtensibleObjectUtilities::SetOperatingModeOfAllNodes(
           item, object.GetOperatingMode());
       ReadModel<Reader>(item, object.GetOperatingMode(), reader);
-    } else if (tag == wrapperTag && rules.wrapperClears) {
-      (object.*member).clear();
-    }
-    return true;
+      return true;
+    });
   }
   bool Read(Owner&, TalSAX::ISAXReader&) const { return true; }
   bool WriteItems(const Owner& object, TalSAX::ISAXWriter& writer) const {
@@ -765,18 +773,12 @@ struct ValueListCodec {
 
   std::optional<bool> ReadScoped(std::string_view tag, Owner& object, TalSAX::ISAXReader& reader,
                                  ReadPass pass, std::string_view wrapperTag) const {
-    bool makeItem = false;
-    const std::optional<bool> result =
-        ListTag<Owner>(tag, reader, pass, wrapperTag, rules, makeItem);
-    if (!result) return result;
-    if (makeItem) {
+    return ReadListTag(tag, reader, pass, wrapperTag, rules, object.*member, [&]() {
       Item value{};
       if (!reader.ReadValue(value)) return false;
       (object.*member).push_back(value);
-    } else if (tag == wrapperTag && rules.wrapperClears) {
-      (object.*member).clear();
-    }
-    return true;
+      return true;
+    });
   }
   bool Read(Owner&, TalSAX::ISAXReader&) const { return true; }
   bool Write(const Owner& object, TalSAX::ISAXWriter& writer, std::string_view tag) const {
