@@ -226,20 +226,15 @@ std::string Render(const TalAM::MachineParameters& machine) {
   }
   legend.push_back({"cross", "#222", "Platform position", "legend"});
   legend.push_back({"diamond", "#d0021b", "Default part position", "legend"});
-  if (platform.m_gasFlow) {
-    legend.push_back({"arrow", kGasColor,
-                      std::string("Gas flow ") +
-                          (platform.m_gasFlow->directionAxis == DirectionAxis::X ? "X " : "Y ") +
-                          DirectionText(platform.m_gasFlow->direction),
+  // Gas flow and recoater: "Gas flow Y negative".
+  const auto indication = [&legend](const char* colour, std::string name, const auto& shown) {
+    legend.push_back({"arrow", colour,
+                      name + (shown.directionAxis == DirectionAxis::X ? " X " : " Y ") +
+                          DirectionText(shown.direction),
                       "legend"});
-  }
-  if (platform.m_recoater) {
-    legend.push_back({"arrow", kRecoaterColor,
-                      std::string("Recoater ") +
-                          (platform.m_recoater->directionAxis == DirectionAxis::X ? "X " : "Y ") +
-                          DirectionText(platform.m_recoater->direction),
-                      "legend"});
-  }
+  };
+  if (platform.m_gasFlow) indication(kGasColor, "Gas flow", *platform.m_gasFlow);
+  if (platform.m_recoater) indication(kRecoaterColor, "Recoater", *platform.m_recoater);
   for (std::size_t i = 0; i < areas.size(); ++i) {
     const Area& area = areas[i];
     legend.push_back({"area", area.visible ? kPalette[i % std::size(kPalette)] : "#888",
