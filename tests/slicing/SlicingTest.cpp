@@ -286,17 +286,3 @@ TEST(SlicingTest, SetDefaults) {
   slicer.SetDefaults();
   EXPECT_EQ(slicer.m_sliceParameters.m_thickness, 300);
 }
-
-TEST(SlicingTest, ExtensibleObjectNodesInOrder) {
-  const MSlicer slicer;
-  EXPECT_EQ(Addresses(slicer),
-            (std::vector<const Mode*>{&slicer, &slicer.m_fixParameters, &slicer.m_formatParameters,
-                                      &slicer.m_sliceParameters,
-                                      &slicer.m_sliceVisualizationParameters}));
-  const MPostParameters post;
-  EXPECT_EQ(Addresses(post),
-            (std::vector<const Mode*>{
-                &post, &post.m_hatchParameters, &post.m_hatchParameters.m_style,
-                &post.m_skinFillParameters, &post.m_mergeParameters, &post.m_formatParameters,
-                &post.m_bitmapExportParameters, &post.m_scdbExportParameters}));
-}

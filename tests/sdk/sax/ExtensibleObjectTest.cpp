@@ -101,22 +101,6 @@ TEST(ExtensibleObjectTest, UnknownElementsSurviveReadAndWriteUnchangedOrAreIgnor
   EXPECT_TRUE(ignoring.GetUnhandledElements().empty());
 }
 
-TEST(ExtensibleObjectTest, EqualityIsStructural) {
-  Block a, b;
-  Read("<Block><X a=\"1\" b=\"2\"><Y/></X></Block>", a);
-  Read("<Block>\n  <X a=\"1\" b=\"2\">\n    <Y/>\n  </X>\n</Block>", b);
-  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(a) == b);
-  const char* const different[] = {
-      "<Block><X b=\"2\" a=\"1\"><Y/></X></Block>", "<Block><X a=\"1\" b=\"2\"><Z/></X></Block>",
-      "<Block><X a=\"1\" b=\"2\"><Y/><Y/></X></Block>",
-      "<Block><X a=\"1\" b=\"2\"><Y>t</Y></X></Block>", "<Block><X a=\"1\" b=\"2\"/></Block>"};
-  for (const char* xml : different) {
-    Block c;
-    Read(xml, c);
-    EXPECT_FALSE(static_cast<const MSaxPersistExtensibleObject&>(a) == c) << xml;
-  }
-}
-
 TEST(ExtensibleObjectTest, RequiredElementsAreFoundAndDescribed) {
   Block block;
   Read(
@@ -131,25 +115,6 @@ TEST(ExtensibleObjectTest, RequiredElementsAreFoundAndDescribed) {
   EXPECT_EQ(descriptions[1].m_tagName, "C");
   EXPECT_EQ(Utilities::FormatRequiredElementsMessage(elements),
             "Required element 'A' in Block (line 2)\nRequired element 'C' in Block (line 4)");
-}
-
-TEST(ExtensibleObjectTest, NodesOfContainersAreWalkedInOrder) {
-  struct Container : MSaxPersistExtensibleObject {
-    MSaxPersistExtensibleObject first, second;
-    NodeList GetExtensibleObjectNodes() const override {
-      NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
-      Utilities::RecursiveInsertNodes(nodes, {first, second});
-      return nodes;
-    }
-  } container;
-  container.AddUnhandledElement(MSaxUnhandledElement("Top"));
-  container.second.AddUnhandledElement(MSaxUnhandledElement("Second", "2"));
-  container.first.AddUnhandledElement(MSaxUnhandledElement("First", "1"));
-  std::vector<std::string> names;
-  for (const MSaxUnhandledElement& e : container.GetUnhandledElementsFromAllNodes()) {
-    names.push_back(e.GetTagName());
-  }
-  EXPECT_THAT(names, ElementsAre("Top", "First", "Second"));
 }
 
 TEST(ExtensibleObjectTest, WriterAvoidsIdsUsedInsideKeptElements) {

@@ -62,32 +62,6 @@ std::string WriteFailure(const std::function<void(SAXWriter&)>& step) {
 
 }  // namespace
 
-TEST(SAXWriterTest, IndentsContainersAndKeepsValuesInline) {
-  EXPECT_EQ(Written([](SAXWriter& writer) {
-              MSAXTagWriter machine(writer, "Machine");
-              writer.WriteElement("Name", "Untitled");
-              {
-                MSAXTagWriter material(writer, "Material");
-                writer.WriteElement("Name", "");
-              }
-              MSAXTagWriter platform(writer, "Platform");
-              MSAXTagWriter envelope(writer, "Envelope");
-              writer.WriteElement("Dx", "10000000");
-            }),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<Machine>\n"
-            "  <Name>Untitled</Name>\n"
-            "  <Material>\n"
-            "    <Name/>\n"
-            "  </Material>\n"
-            "  <Platform>\n"
-            "    <Envelope>\n"
-            "      <Dx>10000000</Dx>\n"
-            "    </Envelope>\n"
-            "  </Platform>\n"
-            "</Machine>\n");
-}
-
 TEST(SAXWriterTest, EscapesTextAndAttributes) {
   EXPECT_EQ(Written(
                 [](SAXWriter& writer) {
@@ -144,30 +118,6 @@ TEST(SAXWriterTest, RefusesWhatCannotBeReadBackAndNamesTheElement) {
   for (const auto& [step, expected] : cases) {
     EXPECT_THAT(WriteFailure(step), HasSubstr(expected));
   }
-}
-
-TEST(SAXWriterTest, FileErrors) {
-  // (A directory or a missing one cannot be opened: see MachineFileTest.SaveFailures.)
-  TestSupport::TempDirectory dir;
-  SAXWriter writer(nullptr);
-  EXPECT_FALSE(writer.Open(dir.File("x.xml").wstring().c_str(),
-                           static_cast<TalSAX::EEncryptionLevel>(1), TalSAX::eCompressionNone,
-                           true));
-
-  // A full disk surfaces as MGeneric at the latest from Close, naming the file.
-  SAXWriter full(nullptr);
-  ASSERT_TRUE(full.Open(L"/dev/full", TalSAX::eEncryptionNone, TalSAX::eCompressionNone, true));
-  std::string message;
-  try {
-    full.StartTag("a");
-    full.WriteText(std::string(3u << 20, 'x'));
-    full.EndTag("a");
-    full.Close();
-  } catch (const MGeneric& error) {
-    message = error.GetMessage();
-  }
-  EXPECT_THAT(message, HasSubstr("/dev/full"));
-  EXPECT_THAT(message, HasSubstr("No space left"));
 }
 
 TEST(SAXWriterTest, WriterDroppedWithoutCloseLeavesWhatWasWritten) {

@@ -169,14 +169,3 @@ TEST(ValueText, UnaffectedByTheProcessLocale) {
   std::setlocale(LC_ALL, previous.c_str());
 }
 
-TEST(ValueText, TrimAndTokens) {
-  EXPECT_EQ(VT::TrimXmlSpace(" \t\r\n a b \n"), "a b");
-  EXPECT_EQ(VT::TrimXmlSpace(" \n "), "");
-  EXPECT_EQ(VT::TrimXmlSpace("\va\f"), "\va\f");
-  std::string_view text = "  1\t-2.5\r\n\n3 ";
-  std::vector<std::string_view> tokens;
-  for (auto t = VT::NextToken(text); !t.empty(); t = VT::NextToken(text))
-    tokens.push_back(t);
-  EXPECT_EQ(tokens, (std::vector<std::string_view>{"1", "-2.5", "3"}));
-  EXPECT_TRUE(VT::TrimXmlSpace(text).empty());
-}
