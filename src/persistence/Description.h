@@ -528,9 +528,11 @@ class Description {
     }
   }
   // A block's HandleTag: its fields, then the kept-element reader for any other tag.
-  bool HandleTag(std::string_view tag, Owner& object, TalSAX::ISAXReader& reader) const {
+  // Takes the reader's own string, so that an unknown tag reaches the kept-element reader
+  // without a copy.
+  bool HandleTag(const std::string& tag, Owner& object, TalSAX::ISAXReader& reader) const {
     if (const std::optional<bool> result = Read(tag, object, reader)) return *result;
-    return TalSDK::MSaxPersistExtensibleObjectReader(object).HandleTag(std::string(tag), reader);
+    return TalSDK::MSaxPersistExtensibleObjectReader(object).HandleTag(tag, reader);
   }
 
   // The fields in order, stopping at the first failing one whose result counts.
