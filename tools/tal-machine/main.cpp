@@ -203,6 +203,11 @@ int main(int argc, char** argv) {
       ->type_name("OUT.svg")
       ->check(kUtf8);
   AddPolicy(*render, renderPolicy);
+  render->footer(
+      "The envelope, laser overlaps, locked areas (hidden ones dashed), gas-flow and recoater\n"
+      "arrows and the default part position, to scale in millimetres. Exit status 0, 1 when\n"
+      "the machine cannot be loaded or the file cannot be written, 2 on a usage error.\n"
+      "Example: tal-machine render machine.xml -o platform.svg");
 
   try {
     app.parse(argc, argv);
