@@ -59,6 +59,7 @@
 // Base plates and kestrum supports.
 #include <TalSDK/quality/BaseplateParameters.h>
 #include <TalSDK/quality/KestrumSupportParameters.h>
+#include <TalSDK/quality/QualityParts.h>
 
 // The machine definition and its file.
 #include <TalSDK/machine/MachineFile.h>

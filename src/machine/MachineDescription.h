@@ -26,6 +26,16 @@ struct MachineParametersDescription {
   using M = MachineParameters;
   using SupportReader = TalSDK::SupportGeneration::MSaxSupportGlobal;
 
+  static void VisitQualityPartsProfiles(const std::list<MMachineQualityParts>& profiles,
+                                        FieldVisit& visit) {
+    std::size_t index = 0;
+    for (const MMachineQualityParts& parts : profiles) {
+      visit.Enter(Persistence::Detail::ItemTag("QualityParts", index++), FieldKind::Item);
+      parts.VisitFields(visit);
+      visit.Leave();
+    }
+  }
+
   // In the order of the file. "Name" inside "Material" is the material's, anywhere else the
   // machine's. Any unit but millimetres is written as inches, the only other text readers
   // accept. "ZCompensation" repeats the Z compensation block's value at the top level; an
@@ -55,6 +65,10 @@ struct MachineParametersDescription {
       Persistence::Child("Nesting", &M::m_nesting),
       Persistence::Child("ZCompensationParameters", &M::m_zCompensationParameters),
       Persistence::Child("LockedAreas", &M::m_lockedAreas),
+      Persistence::ChildModel<MSAXQualityPartsHelper, MSAXQualityPartsWriter>("QualityParts",
+                                                                              &M::m_qualityParts),
+      Persistence::ChildModel<MSAXQualityPartsProfilesHelper, MSAXQualityPartsProfilesWriter>(
+          "QualityPartsProfiles", &M::m_qualityPartsProfiles, VisitQualityPartsProfiles),
       Persistence::ChildModel<MSaxKestrumSupportParametersReaderHelper,
                               MSaxKestrumSupportParametersWriter>("KestrumSupport",
                                                                   &M::m_kestrumSupport),

@@ -476,6 +476,7 @@ TALSDK_MACHINES_EXPORT void VisitMesh(const MStlBase& mesh, FieldVisit& visit,
 template <class Owner, class Access>
 struct MeshCodec {
   Access access;
+  bool saveReferenceId = false;  // the container carries the mesh's object id as "ID"
 
   bool Read(Owner& object, TalSAX::ISAXReader& reader) const {
     MStlBase& mesh = access.Access(object);
@@ -489,7 +490,9 @@ struct MeshCodec {
     const MStlBase* mesh = access.Find(object);
     if (mesh == nullptr) return true;
     MSAXTagWriter container(writer, tag);
-    return MSaxStlBase(*mesh).Write(writer);
+    MSaxStlBase persist(*mesh);
+    persist.SetSaveReferenceID(saveReferenceId);
+    return persist.Write(writer);
   }
   // Meshes are compared by presence here; an owner that compares more says so at its site.
   bool Equal(const Owner& a, const Owner& b) const {
@@ -905,10 +908,15 @@ constexpr auto Group(std::string_view tag, const Inner&... inner) {
   return Field<Owner, Codec>(tag, Codec{Describe<Owner>(inner...)});
 }
 
+// Whether a mesh's container carries the mesh's object id, for other elements to refer to.
+enum class MeshReference { NotSaved, Saved };
+
 // A triangle mesh in a container element (see Detail::MeshCodec).
 template <class Owner, class Access>
-constexpr auto Mesh(std::string_view tag, Access access) {
-  return Field<Owner, Detail::MeshCodec<Owner, Access>>(tag, {access});
+constexpr auto Mesh(std::string_view tag, Access access,
+                    MeshReference reference = MeshReference::NotSaved) {
+  return Field<Owner, Detail::MeshCodec<Owner, Access>>(
+      tag, {access, reference == MeshReference::Saved});
 }
 
 // A list of self-persisting blocks under `wrapperTag` (empty: the items stand directly in the

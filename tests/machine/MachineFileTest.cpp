@@ -64,8 +64,8 @@ std::string WithoutDefaultBlocks(std::string text) {
   return text;
 }
 
-// Every element this version writes, in order, for a machine with two support profiles (the
-// blocks of default settings left out).
+// Every element this version writes, in order, for a machine with two support profiles and a
+// quality part (the blocks of default settings left out).
 const char* const kFullMachine =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
     "<Machine>\n"
@@ -101,6 +101,22 @@ const char* const kFullMachine =
     "      <AngleFactor>1000</AngleFactor>\n      <AngleFactor>-1</AngleFactor>\n"
     "    </AngleFactorArray>\n"
     "  </ZCompensationParameters>\n"
+    "  <QualityParts>\n"
+    "    <ProfileName>Witnesses</ProfileName>\n    <Enabled>true</Enabled>\n"
+    "    <Group>true</Group>\n    <KeepPosition>true</KeepPosition>\n"
+    "    <Item>\n"
+    "      <Name>Coupon</Name>\n"
+    "      <Position>0 -1 0 12.5 1 0 0 -4 0 0 1 0 0 0 0 1</Position>\n"
+    "      <Mesh ID=\"1\">\n        <Name>Coupon</Name>\n"
+    "        <Vertices>AAAAAAAAAAAAAAAAAACAPwAAAAAAAAAAAAAAAAAAgD8AAAAA</Vertices>\n"
+    "        <Triangles>AAAAAAEAAAACAAAA</Triangles>\n      </Mesh>\n"
+    "      <Support>\n        <Type>Block</Type>\n      </Support>\n"
+    "    </Item>\n"
+    "  </QualityParts>\n"
+    "  <QualityPartsProfiles>\n    <QualityParts>\n"
+    "      <ProfileName>Empty</ProfileName>\n      <Enabled>true</Enabled>\n"
+    "      <Group>false</Group>\n      <KeepPosition>true</KeepPosition>\n"
+    "    </QualityParts>\n  </QualityPartsProfiles>\n"
     "  <FromANewerVersion level=\"2\">\n    <Inner>text</Inner>\n  </FromANewerVersion>\n"
     "</Machine>\n";
 
@@ -125,6 +141,18 @@ MachineParameters FullMachine() {
   b.SetSetting("ProfileName", "B");
   b.AppendSetting(lattice);
   m.m_support.SetSetting("ProfileName", "A");
+  // A turned witness part with its supports, and a second, empty named set.
+  m.m_qualityParts.m_profileName = L"Witnesses";
+  m.m_qualityParts.m_group = true;
+  QualityPartItem& part = m.m_qualityParts.m_items[L"Coupon"];
+  part.m_mesh->SetName(L"Coupon");
+  part.m_mesh->SetGeometry({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}});
+  TalSDK::SupportGeneration::MSupportSupport support;
+  support.SetSetting("Type", "Block");
+  TalSDK::SupportGeneration::AttachSupport(*part.m_mesh, support);
+  const double turned[16] = {0, -1, 0, 12.5, 1, 0, 0, -4, 0, 0, 1, 0, 0, 0, 0, 1};
+  part.m_position.MakeFromDouble16(turned);
+  m.m_qualityPartsProfiles.emplace_back().m_profileName = L"Empty";
   newer.AppendNode({Node::Kind::Element, 0, "FromANewerVersion", {{"level", "2"}}});
   newer.AppendNode({Node::Kind::Element, 1, "Inner", {}});
   newer.AppendNode({Node::Kind::Text, 2, "text", {}});
@@ -143,7 +171,8 @@ TEST_F(MachineFileTest, WritesEveryElementInTheFixedOrder) {
   EXPECT_EQ(TopLevel(written),
             "Name Comments Material Unit ZCompensation Platform Slicer PostProcessing "
             "SupportProfilesVector Support ExportPart CostFragments BuildTimeCalculation Nesting "
-            "ZCompensationParameters LockedAreas KestrumSupport BaseplateParameters "
+            "ZCompensationParameters LockedAreas QualityParts QualityPartsProfiles "
+            "KestrumSupport BaseplateParameters "
             "FromANewerVersion ");
   EXPECT_EQ(WithoutDefaultBlocks(written), kFullMachine);
 

@@ -17,6 +17,7 @@
 #include <TalSDK/platform/MachineZCompensation.h>
 #include <TalSDK/quality/BaseplateParameters.h>
 #include <TalSDK/quality/KestrumSupportParameters.h>
+#include <TalSDK/quality/QualityParts.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/support/SupportGlobal.h>
 #include <TalSDK/slicing/ExportPart.h>
@@ -67,6 +68,8 @@ class TALSDK_MACHINES_EXPORT MachineParameters : public TalSDK::MSaxPersistExten
   MSAXMachinePlatform m_platform;
   MSAXMachineZCompensation m_zCompensationParameters;
   LockedAreas::SAX::AreasData m_lockedAreas;
+  MMachineQualityParts m_qualityParts;
+  std::list<MMachineQualityParts> m_qualityPartsProfiles;  // named sets, in file order
   MKestrumSupportParameters m_kestrumSupport;
   MBaseplateParameters m_baseplateParameters;
 

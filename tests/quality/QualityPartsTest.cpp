@@ -1,0 +1,243 @@
+#include <TalSDK/quality/QualityParts.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <TalSDK/sdk/common/Logging.h>
+#include <TalSDK/sdk/common/StringConversion.h>
+#include "support/TestSupport.h"
+
+namespace {
+
+using Mode = TalSDK::MSaxPersistExtensibleObject::OperatingMode;
+constexpr Mode kKeep = TalSDK::MSaxPersistExtensibleObject::eKeepUnhandledElements;
+
+// Collects what is sent to the process logger while it lives.
+class CapturedLog : public TalSDK::Common::Logging::ILogger {
+ public:
+  static std::shared_ptr<CapturedLog> Install() {
+    auto log = std::make_shared<CapturedLog>();
+    log->m_previous = TalSDK::Common::Logging::SetLogger(log);
+    return log;
+  }
+  void Restore() { TalSDK::Common::Logging::SetLogger(m_previous); }
+  void LogMessage(std::string_view message) override { messages.emplace_back(message); }
+  std::vector<std::string> messages;
+
+ private:
+  std::shared_ptr<TalSDK::Common::Logging::ILogger> m_previous;
+};
+
+// Reads `content` as the inside of a "QualityParts" element; returns the refused paths.
+std::string ReadSet(const std::string& content, MMachineQualityParts& parts) {
+  MSAXQualityPartsHelper helper(parts, kKeep);
+  std::string paths;
+  for (const auto& refused : TestSupport::ReadBlock("<Q>" + content + "</Q>", helper))
+    paths += refused.path + " ";
+  return paths;
+}
+
+std::string Names(const MMachineQualityParts& parts) {
+  std::string names;
+  for (const auto& [name, item] : parts.m_items)
+    names +=
+        StringConversion::NativeToUtf8(name) + "@" + std::to_string(item.m_position(0, 3)) + " ";
+  return names;
+}
+
+const std::string kIdentity = "1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1";
+
+// "Name" creates the item the other tags fill; before it, and inside a duplicate, they have no
+// item and are refused.
+TEST(QualityPartsTest, ItemReaderOrder) {
+  struct Case {
+    const char* name;
+    std::string content;
+    std::string names;  // name@x-translation of each item, in key order
+    std::string refused;
+    std::size_t logged;
+  };
+  const std::string shifted = "1 0 0 5 0 1 0 0 0 0 1 0 0 0 0 1";
+  const std::vector<Case> cases = {
+      {"name first", "<Item><Name>A</Name><Position>" + shifted + "</Position></Item>",
+       "A@5.000000 ", "", 0},
+      {"position before name", "<Item><Position>" + shifted + "</Position><Name>A</Name></Item>",
+       "A@0.000000 ", "Q/Item/Position ", 0},
+      {"nothing but unknowns", "<Item><Future/><Mesh/><Support/></Item>", "",
+       "Q/Item/Future Q/Item/Mesh Q/Item/Support ", 0},
+      {"duplicate keeps the first",
+       "<Item><Name>A</Name><Position>" + shifted + "</Position></Item><Item><Name>A</Name>" +
+           "<Position>" + kIdentity + "</Position></Item>",
+       "A@5.000000 ", "Q/Item/Name Q/Item/Position ", 1},
+      {"keys sort",
+       "<Item><Name>b</Name></Item><Item><Name>B</Name></Item><Item><Name>a</Name>"
+       "</Item>",
+       "B@0.000000 a@0.000000 b@0.000000 ", "", 0},
+  };
+  for (const Case& c : cases) {
+    auto log = CapturedLog::Install();
+    MMachineQualityParts parts;
+    EXPECT_EQ(ReadSet(c.content, parts), c.refused) << c.name;
+    log->Restore();
+    EXPECT_EQ(Names(parts), c.names) << c.name;
+    ASSERT_EQ(log->messages.size(), c.logged) << c.name;
+    if (c.logged > 0) {
+      EXPECT_EQ(log->messages[0],
+                "MSAXQualityPartItemHelper::HandleTag \"Name\" - reading "
+                "invalid data: m_name already exist");
+    }
+  }
+}
+
+TEST(QualityPartsTest, PositionIsSixteenNumbersRowByRow) {
+  struct Case {
+    std::string text;
+    bool accepted;
+    double first, last;  // rows 0 and 3, columns 0 and 3, afterwards
+  };
+  for (const Case& c : std::vector<Case>{
+           {"2 0 0 1\n0 2 0 0\t0 0 2 0 0 0 0 7", true, 2, 7},
+           {"  2 0 0 1 0 2 0 0 0 0 2 0 0 0 0 7 ", true, 2, 7},
+           {"2 0 0 1 0 2 0 0 0 0 2 0 0 0 0", false, 2, 0},  // fifteen: the rest is zero
+           {"2 x 0 1 0 2 0 0 0 0 2 0 0 0 0 7", false, 2, 0},
+           {"", false, 1, 1},  // empty: refused, the matrix untouched
+       }) {
+    MMachineQualityParts parts;
+    EXPECT_EQ(ReadSet("<Item><Name>A</Name><Position>" + c.text + "</Position></Item>", parts),
+              c.accepted ? "" : "Q/Item/Position ")
+        << c.text;
+    const MMTransformMatrix& read = parts.m_items.at(L"A").m_position;
+    EXPECT_EQ(read(0, 0), c.first) << c.text;
+    EXPECT_EQ(read(3, 3), c.last) << c.text;
+  }
+}
+
+// Everything an item holds survives a write and a read: position exactly, the mesh with its own
+// name and geometry, kept elements of the item and of the set. A support is written from the
+// mesh but not read back (the application generates supports).
+TEST(QualityPartsTest, SetRoundTrip) {
+  MMachineQualityParts parts;
+  parts.m_profileName = L"Witness coupons";
+  parts.m_enabled = false;
+  parts.m_keepPosition = false;
+  parts.m_group = true;
+  QualityPartItem& item = parts.m_items[L"Coupon"];
+  item.m_mesh->SetName(L"Coupon mesh");
+  ASSERT_TRUE(item.m_mesh->SetGeometry({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
+  const double turned[16] = {0, -1, 0, 0.1, 1, 0, 0, -1e-300, 0, 0, 1, 1e300, 0, 0, 0, 1};
+  item.m_position.MakeFromDouble16(turned);
+  TalSDK::SupportGeneration::MSupportSupport support;
+  support.SetSetting("Type", "Block");
+  TalSDK::SupportGeneration::AttachSupport(*item.m_mesh, support);
+  parts.m_items[L"Plain"].m_mesh->SetName(L"Plain");
+
+  const std::string written = TestSupport::WriteBlock("Q", MSAXQualityPartsWriter(parts));
+  EXPECT_NE(written.find("<Support>\n      <Type>Block</Type>\n    </Support>\n"),
+            std::string::npos);
+  EXPECT_EQ(written.find("<Support>"), written.rfind("<Support>"));  // only where attached
+  EXPECT_NE(written.find("<Mesh ID=\""), std::string::npos);
+
+  const std::string withUnknowns =
+      written.substr(0, written.rfind("</Q>")) + "<SetFuture a=\"1\"/></Q>";
+  const std::size_t itemEnd = withUnknowns.find("</Item>");
+  const std::string document =
+      withUnknowns.substr(0, itemEnd) + "<ItemFuture>x</ItemFuture>" + withUnknowns.substr(itemEnd);
+  MMachineQualityParts read;
+  EXPECT_EQ(ReadSet(document.substr(document.find("<Q>") + 3,
+                                    document.rfind("</Q>") - document.find("<Q>") - 3),
+                    read),
+            "");
+  EXPECT_TRUE(read.m_items.at(L"Coupon").m_position == item.m_position);
+  EXPECT_EQ(read.m_items.at(L"Coupon").m_mesh->GetName(), L"Coupon mesh");
+  EXPECT_EQ(read.m_items.at(L"Coupon").m_mesh->GetTriangleCount(), 1u);
+  EXPECT_EQ(TalSDK::SupportGeneration::GetSupport(*read.m_items.at(L"Coupon").m_mesh), nullptr);
+  EXPECT_EQ(read.GetUnhandledElements().size(), 1u);
+  EXPECT_EQ(read.m_items.at(L"Coupon").GetUnhandledElements().size(), 1u);
+  EXPECT_EQ(read.GetExtensibleObjectNodes().size(), 5u);  // set, two items, two meshes
+  read.ClearUnhandledElements();
+  read.m_items.at(L"Coupon").ClearUnhandledElements();
+  EXPECT_TRUE(read == parts);
+}
+
+// Items compare by mesh name and position, never by geometry; sets also by switches and name,
+// and order by profile name alone.
+TEST(QualityPartsTest, EqualityAndOrder) {
+  MMachineQualityParts base;
+  base.m_items[L"A"].m_mesh->SetName(L"A");
+  std::vector<MMachineQualityParts> differing(5, base);
+  differing[0].m_items.at(L"A").m_mesh->SetName(L"AA");
+  differing[1].m_items.at(L"A").m_position(2, 3) = 1;
+  differing[2].m_items[L"B"];
+  differing[3].m_keepPosition = false;
+  differing[4].m_items.at(L"A").AddUnhandledElement(TalSDK::MSaxUnhandledElement());
+  for (const MMachineQualityParts& other : differing)
+    EXPECT_FALSE(other == base);
+
+  MMachineQualityParts geometry = base;
+  geometry.m_items.at(L"A").m_mesh->SetVertices({{1, 2, 3}});
+  EXPECT_TRUE(geometry == base);
+  QualityPartItem copy = geometry.m_items.at(L"A");
+  EXPECT_NE(copy.m_mesh.get(), geometry.m_items.at(L"A").m_mesh.get());
+  EXPECT_EQ(copy.m_mesh->GetVertexCount(), 1u);
+
+  const auto named = [](const wchar_t* name) {
+    MMachineQualityParts parts;
+    parts.m_profileName = name;
+    parts.m_enabled = name[0] == L'b';  // the switches do not order
+    return parts;
+  };
+  EXPECT_TRUE(named(L"ab") < named(L"b"));
+  EXPECT_TRUE(named(L"a") < named(L"ab"));
+  EXPECT_TRUE(named(L"B") < named(L"a"));
+  EXPECT_FALSE(named(L"ab") < named(L"ab"));
+  EXPECT_FALSE(named(L"b") < named(L"ab"));
+}
+
+TEST(QualityPartsTest, DefaultsAndResets) {
+  EXPECT_EQ(TestSupport::WriteBlock("Q", MSAXQualityPartsWriter(MMachineQualityParts())),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Q>\n  <ProfileName/>\n"
+            "  <Enabled>true</Enabled>\n  <Group>false</Group>\n"
+            "  <KeepPosition>true</KeepPosition>\n</Q>\n");
+  EXPECT_EQ(TestSupport::WriteBlock("P", MSAXQualityPartsProfilesWriter({})),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<P/>\n");
+
+  // The set's reset empties the items alone.
+  MMachineQualityParts parts;
+  ReadSet(
+      "<ProfileName>P</ProfileName><Enabled>false</Enabled><Future/>"
+      "<Item><Name>A</Name></Item>",
+      parts);
+  MSAXQualityPartsHelper(parts, kKeep).SetDefaults();
+  EXPECT_TRUE(parts.m_items.empty());
+  EXPECT_EQ(parts.m_profileName, L"P");
+  EXPECT_FALSE(parts.m_enabled);
+  EXPECT_EQ(parts.GetUnhandledElements().size(), 1u);
+
+  std::list<MMachineQualityParts> profiles(2);
+  MSAXQualityPartsProfilesHelper(profiles, kKeep).SetDefaults();
+  EXPECT_TRUE(profiles.empty());
+}
+
+// Each "QualityParts" appends a set in the helper's mode; anything else in the list is dropped.
+TEST(QualityPartsTest, ProfilesAppendSetsAndDropUnknownTags) {
+  std::list<MMachineQualityParts> profiles(1);
+  MSAXQualityPartsProfilesHelper helper(profiles, kKeep);
+  const auto refused = TestSupport::ReadBlock(
+      "<P><QualityParts><ProfileName>x</ProfileName><Kept/></QualityParts><Dropped><Inner/>"
+      "</Dropped><QualityParts><ProfileName>a</ProfileName><Item><Name>I</Name><Kept/></Item>"
+      "</QualityParts></P>",
+      helper);
+  EXPECT_TRUE(refused.empty());
+  ASSERT_EQ(profiles.size(), 3u);
+  EXPECT_EQ(std::next(profiles.begin())->m_profileName, L"x");
+  EXPECT_EQ(profiles.back().m_profileName, L"a");
+  EXPECT_EQ(std::next(profiles.begin())->GetUnhandledElements().size(), 1u);
+  EXPECT_EQ(profiles.back().m_items.at(L"I").GetUnhandledElements().size(), 1u);
+  EXPECT_EQ(TestSupport::WriteBlock("P", MSAXQualityPartsProfilesWriter(profiles)).find("Dropped"),
+            std::string::npos);
+}
+
+}  // namespace
