@@ -30,6 +30,7 @@ asan-test:
 bench:
 	$(MAKE) build PRESET=release
 	bash bench/run.sh build/release
+	bash bench/machine.sh build/release
 
 fuzz:
 	bash scripts/install-deps.sh
