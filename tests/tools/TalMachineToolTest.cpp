@@ -199,10 +199,10 @@ TEST(TalMachineTool, ShowExample) {
         "SupportProfilesVector: +2\n  SupportProfile\\[1\\]\n    ProfileName: +Fine lattice\n"
         "    Lattice: +\\(structured\\)\n",
         "  ZCompensationValue: +1200\n", "  AngleFactorArray: +7\n    AngleFactor\\[1\\]: +1000\n",
-        "\nQualityParts\n  ProfileName: +Witness coupons\n(.*\n)*  Item\[2\]\n"
+        "\nQualityParts\n  ProfileName: +Witness coupons\n(.*\n)*  Item\\[2\\]\n"
         "    Name: +Tensile coupon A\n    Position\n      Translation: +20 230 0\n"
         "      Rotated: +true\n",
-        "\nQualityPartsProfiles\n  QualityParts\[1\]\n    ProfileName: +Full qualification\n",
+        "\nQualityPartsProfiles\n  QualityParts\\[1\\]\n    ProfileName: +Full qualification\n",
         "Kept unknown elements: +3\n  Machine/QualityParts/Item/InspectionPlan, line [0-9]+, not "
         "required\n  Machine/QualityParts/RetentionDays, line [0-9]+, not required\n"
         "  Machine/AdaptiveLayerThickness, line [0-9]+, not required\n"}) {
