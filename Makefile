@@ -23,6 +23,7 @@ test: build
 demo: build
 	$(BUILD_DIR)/tools/tal-machine show examples/machines/example-machine.xml
 	$(BUILD_DIR)/tools/tal-machine check examples/machines/example-machine.xml
+	$(BUILD_DIR)/tools/tal-machine cl show examples/conceptlaser/example.xml
 
 asan-test:
 	$(MAKE) test PRESET=asan

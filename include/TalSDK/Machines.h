@@ -61,6 +61,13 @@
 #include <TalSDK/quality/KestrumSupportParameters.h>
 #include <TalSDK/quality/QualityParts.h>
 
+// Concept Laser parameter sets and their file.
+#include <TalSDK/conceptlaser/CLBuildParameters.h>
+#include <TalSDK/conceptlaser/CLLengthMode.h>
+#include <TalSDK/conceptlaser/CLParameters.h>
+#include <TalSDK/conceptlaser/CLPlatformParameters.h>
+#include <TalSDK/conceptlaser/CLPostProcessParameters.h>
+
 // The machine definition and its file.
 #include <TalSDK/machine/MachineFile.h>
 #include <TalSDK/machine/MachineParameters.h>

@@ -1,6 +1,7 @@
 #include "persistence/Description.h"
 
 #include <cmath>
+#include <optional>
 
 #include <TalSDK/sdk/common/StringConversion.h>
 #include <TalSDK/sdk/common/Units.h>
@@ -20,13 +21,16 @@ std::string Formatted(T value) {
 // The length mode of Concept Laser files; 0 until a file operation sets it.
 int g_clLengthMode = 0;
 
-// A length in internal units from millimetres: rounded half away from zero, clamped to 32 bits.
-std::int32_t InternalUnits(double millimetres) {
-  const double v = millimetres * TalSDK::Common::MInternalUnits::GetInstance().Get();
-  double rounded = std::trunc(v >= 0.0 ? v + 0.5 : v - 0.5);
-  if (std::isnan(rounded)) rounded = 0.0;
-  if (rounded > 2147483647.0) return 2147483647;
-  if (rounded < -2147483648.0) return -2147483647 - 1;
+// A length in internal units from a length in `millimetresPerUnit`: rounded half away from
+// zero (std::round, exact also next to .5 where adding 0.5 would round up) and clamped to 32
+// bits, infinities included. NaN has no integer value: nothing, and the read fails.
+std::optional<std::int32_t> InternalUnits(double length, double millimetresPerUnit) {
+  const double v =
+      length * millimetresPerUnit * TalSDK::Common::MInternalUnits::GetInstance().Get();
+  if (std::isnan(v)) return std::nullopt;
+  const double rounded = std::round(v);
+  if (rounded >= 2147483647.0) return 2147483647;
+  if (rounded <= -2147483648.0) return -2147483647 - 1;
   return static_cast<std::int32_t>(rounded);
 }
 
@@ -78,6 +82,14 @@ void SetClLengthMode(int mode) {
   g_clLengthMode = mode;
 }
 
+ScopedClLengthMode::ScopedClLengthMode(int mode) : m_previous(g_clLengthMode) {
+  g_clLengthMode = mode;
+}
+
+ScopedClLengthMode::~ScopedClLengthMode() {
+  g_clLengthMode = m_previous;
+}
+
 namespace Detail {
 
 void VisitMesh(const MStlBase& mesh, FieldVisit& visit, std::string_view tag) {
@@ -105,7 +117,10 @@ bool ReadClLength(TalSAX::ISAXReader& reader, std::int32_t& value) {
     case 2: {
       double length = 0.0;
       if (!reader.ReadValue(length)) return false;
-      value = InternalUnits(g_clLengthMode == 2 ? length * 25.4 : length);
+      const std::optional<std::int32_t> units =
+          InternalUnits(length, g_clLengthMode == 2 ? 25.4 : 1.0);
+      if (!units) return false;
+      value = *units;
       return true;
     }
     default:

@@ -37,6 +37,7 @@
 #include <utility>
 
 #include <TalSDK/MachinesExport.h>
+#include <TalSDK/conceptlaser/CLLengthMode.h>
 #include <TalSDK/persistence/FieldVisit.h>
 #include <TalSDK/persistence/ValueTags.h>
 #include <TalSDK/sdk/mesh/SaxStlBase.h>
@@ -543,6 +544,14 @@ class Description {
     return std::apply([&](const auto&... field) { return (field.Write(object, writer) && ...); },
                       m_fields);
   }
+  // Every field, whatever the others gave; true when all of them succeeded.
+  bool WriteEveryField(const Owner& object, TalSAX::ISAXWriter& writer) const {
+    bool written = true;
+    std::apply(
+        [&](const auto&... field) { ((written = field.Write(object, writer) && written), ...); },
+        m_fields);
+    return written;
+  }
   // A block's Write: its fields, then its kept elements.
   bool Write(const Owner& object, TalSAX::ISAXWriter& writer) const {
     return WriteFields(object, writer) &&
@@ -948,9 +957,6 @@ constexpr auto ValueList(std::string_view wrapperTag, Container Owner::*member, 
 // 0: internal units as an integer; 1: millimetres, 2: inches (doubles with 17 significant
 // digits, read back rounded half away from zero and clamped to 32 bits); any other mode reads
 // and writes nothing and fails.
-
-TALSDK_MACHINES_EXPORT int GetClLengthMode();
-TALSDK_MACHINES_EXPORT void SetClLengthMode(int mode);
 
 namespace Detail {
 

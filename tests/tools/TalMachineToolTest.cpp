@@ -369,3 +369,42 @@ TEST(TalMachineTool, RenderPlatform) {
   EXPECT_EQ(Lines(missing.err), 1u) << missing.err;
   EXPECT_FALSE(fs::exists(dir.File("x.svg")));
 }
+
+// The Concept Laser commands: the bundled example checks, converts to itself and shows its
+// sets in millimetres; a machine file is no parameter file; a failed conversion leaves the
+// target as it was.
+TEST(TalMachineTool, ConceptLaserCommands) {
+  const TempDirectory dir;
+  const std::string example =
+      (fs::path(kExample).parent_path().parent_path() / "conceptlaser" / "example.xml").string();
+  const Result check = RunTool({"cl", "check", example});
+  EXPECT_EQ(check.status, 0) << check.err;
+  EXPECT_TRUE(Finds(check.out, "example.xml: OK\n$"));
+
+  const std::string converted = dir.File("example.xml").string();
+  EXPECT_EQ(RunTool({"cl", "convert", example, converted}).status, 0);
+  EXPECT_EQ(ReadFile(converted), ReadFile(example));
+
+  const Result show = RunTool({"cl", "show", example});
+  EXPECT_EQ(show.status, 0) << show.err;
+  EXPECT_TRUE(Finds(show.out, "PlatformX: +250 mm \\(250000\\)"));
+  EXPECT_TRUE(Finds(show.out, "Name: +Lattice"));
+  EXPECT_TRUE(Finds(show.out, "Name: +Solid"));
+  EXPECT_TRUE(Finds(show.out, "ComponentPostProcessParameters \\(1\\)"));
+  const Result json = RunTool({"cl", "show", "--format", "json", example});
+  EXPECT_TRUE(Finds(json.out, "\"kind\": \"length\", \"text\": \"250000\", \"mm\": 250\\}"));
+
+  const std::string fresh = dir.File("new.xml").string();
+  EXPECT_EQ(RunTool({"cl", "new", fresh}).status, 0);
+  EXPECT_EQ(RunTool({"cl", "check", fresh}).status, 0);
+
+  const Result machine = RunTool({"cl", "check", kExample});
+  EXPECT_EQ(machine.status, 1);
+  EXPECT_TRUE(Finds(machine.err, "not 'CLParameterFile'")) << machine.err;
+  EXPECT_EQ(Lines(machine.err), 1u);
+  const std::string before = ReadFile(fresh);
+  EXPECT_EQ(RunTool({"cl", "convert", kExample, fresh}).status, 1);
+  EXPECT_EQ(ReadFile(fresh), before);
+  EXPECT_EQ(Entries(dir.Path()), (std::set<std::string>{"example.xml", "new.xml"}));
+  EXPECT_EQ(RunTool({"cl"}).status, 2);
+}

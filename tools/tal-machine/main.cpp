@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "ConceptLaser.h"
 #include "Cost.h"
 #include "Render.h"
 #include "Text.h"
@@ -209,6 +210,8 @@ int main(int argc, char** argv) {
       "the machine cannot be loaded or the file cannot be written, 2 on a usage error.\n"
       "Example: tal-machine render machine.xml -o platform.svg");
 
+  TalMachineTool::ClCommands cl(app);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -235,6 +238,7 @@ int main(int argc, char** argv) {
       status = TalMachineTool::RunRender(file, renderOutput, kPolicies.at(renderPolicy));
     }
     if (*scan) status = TalMachineTool::RunScanSpeed(file, kPolicies.at(scanPolicy), cureDepth);
+    if (cl) status = cl.Run();
   } catch (const std::exception& error) {
     std::cerr << "tal-machine: " << TalMachineTool::OneLine(error.what()) << '\n';
     return TalMachineTool::kFailure;

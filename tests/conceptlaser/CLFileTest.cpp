@@ -1,0 +1,375 @@
+#include <TalSDK/conceptlaser/CLLengthMode.h>
+#include <TalSDK/conceptlaser/CLParameters.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
+#include "support/TestSupport.h"
+
+namespace {
+
+using TalAM::Persistence::GetClLengthMode;
+using TalAM::Persistence::ScopedClLengthMode;
+using TalAM::Persistence::SetClLengthMode;
+
+constexpr const char* kHead =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CLParameterFile xmlns:CL=\"urn:ConceptLaser\">\n";
+
+// A parameter file's document around `content`.
+std::string Document(const std::string& content) {
+  return kHead + content + "</CLParameterFile>\n";
+}
+
+// Reads `content` (inside the framing) into `set`; the paths of the refused elements.
+std::string Read(const std::string& content, MCLParameters& set) {
+  const TalAM::CLLoadResult result = TalAM::ReadCLParameterDocument(set, Document(content), "t");
+  EXPECT_TRUE(result.success) << StringConversion::NativeToUtf8(result.message);
+  std::string refused;
+  for (const auto& element : result.refusedElements)
+    refused += element.path + " ";
+  return refused;
+}
+
+std::string Laser(const std::string& tag, int depth) {
+  const std::string in(2 * depth, ' ');
+  const std::string inner(2 * depth + 2, ' ');
+  return in + "<" + tag + ">\n" + inner + "<LaserPower>100</LaserPower>\n" + inner +
+         "<LaserFocus>50</LaserFocus>\n" + inner + "<LaserSpeed>600</LaserSpeed>\n" + inner +
+         "<LaserExposureTime>300</LaserExposureTime>\n" + inner +
+         "<LaserOnDelay>80</LaserOnDelay>\n" + inner + "<LaserOffDelay>300</LaserOffDelay>\n" +
+         inner + "<LaserMarkDelay>0</LaserMarkDelay>\n" + inner +
+         "<LaserPolygonDelay>0</LaserPolygonDelay>\n" + inner +
+         "<LaserJumpDelay>0</LaserJumpDelay>\n" + inner +
+         "<LaserJumpDelayMin>500</LaserJumpDelayMin>\n" + inner +
+         "<LaserJumpDelayMax>1000</LaserJumpDelayMax>\n" + inner +
+         "<LaserSaturationTime>5</LaserSaturationTime>\n" + in + "</" + tag + ">\n";
+}
+
+// The file of a default set, written by hand: lengths in millimetres.
+std::string DefaultFile() {
+  return Document(
+      "  <ParametersName/>\n  <FileSizeLimit>500</FileSizeLimit>\n  <CLWRXParameterName/>\n"
+      "  <SliceParameters>\n    <Thickness>5</Thickness>\n    <ThicknessFine>1</ThicknessFine>\n"
+      "  </SliceParameters>\n"
+      "  <PlatformParameters>\n    <BuildReference/>\n    <MachineID/>\n"
+      "    <PlatformX>0</PlatformX>\n    <PlatformY>0</PlatformY>\n    <PlatformZ>0</PlatformZ>\n"
+      "    <PowderDoseFactor>1</PowderDoseFactor>\n"
+      "    <PreprocessSlices>false</PreprocessSlices>\n"
+      "    <ScanOptimization>false</ScanOptimization>\n"
+      "    <ScanOptimizationSupport>false</ScanOptimizationSupport>\n"
+      "    <PlatformProcessParameters>\n"
+      "      <SkinWidth>20</SkinWidth>\n      <BeamCompensation>2.5</BeamCompensation>\n"
+      "      <InsideOffsetCount>0</InsideOffsetCount>\n"
+      "      <InsideoffsetInterval>0</InsideoffsetInterval>\n"
+      "      <OutsideOffsetCount>0</OutsideOffsetCount>\n"
+      "      <OutsideoffsetInterval>0</OutsideoffsetInterval>\n"
+      "      <DataMinValueX>0</DataMinValueX>\n      <DataMinValueY>0</DataMinValueY>\n"
+      "      <DataMinValueZ>0</DataMinValueZ>\n      <DataMaxValueX>0</DataMaxValueX>\n"
+      "      <DataMaxValueY>0</DataMaxValueY>\n      <DataMaxValueZ>0</DataMaxValueZ>\n"
+      "      <IslandParameters>\n        <IslandsEnabled>true</IslandsEnabled>\n"
+      "        <IslandsSizeX>5</IslandsSizeX>\n        <IslandsSizeY>5</IslandsSizeY>\n"
+      "        <IslandsSizeEdge>3</IslandsSizeEdge>\n        <IslandsShiftX>0</IslandsShiftX>\n"
+      "        <IslandsShiftY>0</IslandsShiftY>\n        <InterIslandGap>0</InterIslandGap>\n"
+      "        <IslandsOrientation>15</IslandsOrientation>\n      </IslandParameters>\n"
+      "      <HatchingParameters>\n        <HatchingEnabled>true</HatchingEnabled>\n"
+      "        <HatchingDistance>1</HatchingDistance>\n        <HatchingOffset>1</HatchingOffset>\n"
+      "        <HatchingRetract>0</HatchingRetract>\n"
+      "        <HatchingInitialAngle>0</HatchingInitialAngle>\n"
+      "        <HatchingTurningAngle>0</HatchingTurningAngle>\n        <Meanders>\n"
+      "          <MeandersEnabled>true</MeandersEnabled>\n"
+      "          <MeandersFactor>3</MeandersFactor>\n        </Meanders>\n"
+      "      </HatchingParameters>\n    </PlatformProcessParameters>\n"
+      "    <QuadrantParameters>\n      <QuadrantsEnabled>false</QuadrantsEnabled>\n"
+      "      <QuadrantSizeX>50</QuadrantSizeX>\n      <QuadrantSizeY>50</QuadrantSizeY>\n"
+      "      <QuadrantOverlapX>1</QuadrantOverlapX>\n      <QuadrantOverlapY>1</QuadrantOverlapY>\n"
+      "    </QuadrantParameters>\n  </PlatformParameters>\n"
+      "  <TracingParameters>\n    <TracingEnabled>true</TracingEnabled>\n"
+      "    <TraceFileName>C:/cl_parameters.log</TraceFileName>\n"
+      "    <AddAllSlices>true</AddAllSlices>\n  </TracingParameters>\n"
+      "  <ParameterSet>\n    <Name>Default</Name>\n" +
+      Laser("BorderProcessParameters", 2) + Laser("HatchingProcessParameters", 2) +
+      Laser("UpHatchingProcessParameters", 2) + Laser("DownHatchingProcessParameters", 2) +
+      Laser("ProcessParametersInnerContours", 2) + Laser("ProcessParametersSupport", 2) +
+      Laser("ProcessParametersPoints", 2) +
+      "  </ParameterSet>\n  <ComponentPostProcessParameters/>\n");
+}
+
+TEST(CLFileTest, DefaultSetIsWrittenAsByHandAndLoadsBackUnderTheFileName) {
+  TestSupport::TempDirectory directory;
+  // A '\' separates names as well as '/'.
+  const auto path = directory.File("set\\a.cl.xml");
+  const MCLParameters defaults;
+  MCLParameters set;
+  ASSERT_TRUE(set.Save(path.wstring()));
+  EXPECT_EQ(TestSupport::ReadFile(path), DefaultFile());
+  EXPECT_EQ(GetClLengthMode(), 0);
+
+  MCLParameters loaded;
+  ASSERT_TRUE(loaded.Load(path.wstring()));
+  EXPECT_EQ(loaded.GetName(), L"a.cl.xml");
+  loaded.SetName(L"");
+  EXPECT_EQ(loaded, defaults);
+  EXPECT_TRUE(loaded.GetNamedScanningParameters().empty());  // "Default" is no named set
+}
+
+TEST(CLFileTest, NamedSetsRoundTripInMapOrder) {
+  MCLParameters set;
+  set.GetComponentScanningParameters(L"b", true)->GetPointsBuildParameters().m_laserPower = 7;
+  set.GetComponentScanningParameters(L"a", true)->GetSupportBuildParameters().m_laserSpeed = 8;
+  MCLPostProcessParameters& post = *set.GetComponentPostProcessParameters(L"Lattice", true);
+  post.GetHatchingParameters().SetDistance(123456);
+  post.m_dataMaxValueZ = -1;
+  set.GetPlatformParameters().SetSize(250000, 250000, 300001);
+  set.GetPlatformParameters().m_powderDoseFactor = 0.1;
+  set.GetSliceParameters().m_thickness = 30;
+
+  std::string document;
+  ASSERT_TRUE(TalAM::WriteCLParameterDocument(set, document));
+  EXPECT_LT(document.find("<Name>a</Name>"), document.find("<Name>b</Name>"));
+  EXPECT_NE(document.find("<PlatformZ>300.00099999999998</PlatformZ>"), std::string::npos);
+  EXPECT_NE(document.find("<Thickness>0.029999999999999999</Thickness>"), std::string::npos);
+  MCLParameters loaded;
+  EXPECT_TRUE(TalAM::ReadCLParameterDocument(loaded, document, "doc").success);
+  EXPECT_EQ(loaded, set);
+}
+
+// Modes 0 to 2 on writing and reading, rounding half away from zero, clamping; any other
+// mode reads and writes nothing and fails.
+TEST(CLFileTest, LengthModeDecidesTheTextOfEveryLength) {
+  const ScopedClLengthMode restore(0);
+  const std::tuple<int, std::int32_t, const char*> written[] = {
+      {0, 1000, "1000"}, {1, 1000, "1"}, {1, -1500, "-1.5"}, {2, 25400, "1"}, {3, 1000, nullptr}};
+  for (const auto& [mode, value, text] : written) {
+    SetClLengthMode(mode);
+    MCLSliceParameters slice;
+    slice.m_thickness = value;
+    const auto [ok, out] = TestSupport::TryWriteBlock("S", slice);
+    EXPECT_EQ(ok, true) << "slice sets always succeed";
+    if (text != nullptr) {
+      EXPECT_NE(out.find(std::string("<Thickness>") + text + "</Thickness>"), std::string::npos)
+          << mode;
+    } else {
+      EXPECT_EQ(out.find("<Thickness"), std::string::npos) << mode;
+    }
+  }
+
+  constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+  // Text read, mode, resulting length (77: the read failed and the length stayed).
+  const std::tuple<const char*, int, std::int32_t> read[] = {
+      {"1000", 0, 1000},  {"1.5", 0, 77},      {"0.0004", 1, 0},  {"0.0005", 1, 1},
+      {"-0.0005", 1, -1}, {"0.5", 1, 500},     {"1e10", 1, kMax}, {"-1e10", 1, kMin},
+      {"inf", 1, kMax},   {"-inf", 1, kMin},   {"nan", 1, 77},    {"x", 1, 77},
+      {"1", 2, 25400},    {"-0.00002", 2, -1}, {"1", 3, 77},      {"1", -1, 77}};
+  for (const auto& [text, mode, value] : read) {
+    SetClLengthMode(mode);
+    MCLSliceParameters slice;
+    slice.m_thickness = 77;
+    const auto refused =
+        TestSupport::ReadBlock(std::string("<S><Thickness>") + text + "</Thickness></S>", slice);
+    EXPECT_EQ(slice.m_thickness, value) << text << " in mode " << mode;
+    EXPECT_EQ(refused.size(), value == 77 ? 1u : 0u) << text << " in mode " << mode;
+  }
+}
+
+// Save and Load set millimetres for their duration and give the previous mode back on every
+// way out: success, failure, and an exception from the writer.
+TEST(CLFileTest, SaveAndLoadRestoreTheLengthMode) {
+  const ScopedClLengthMode outer(2);
+  TestSupport::TempDirectory directory;
+  MCLParameters set;
+  EXPECT_TRUE(set.Save(directory.File("ok.xml").wstring()));
+  EXPECT_EQ(GetClLengthMode(), 2);
+  EXPECT_TRUE(set.Load(directory.File("ok.xml").wstring()));
+  EXPECT_EQ(GetClLengthMode(), 2);
+  EXPECT_FALSE(set.Load(directory.File("absent.xml").wstring()));
+  EXPECT_EQ(GetClLengthMode(), 2);
+  EXPECT_FALSE(set.Save((directory.Path() / "no" / "dir.xml").wstring()));
+
+  set.SetCLWRXParameterName(std::wstring(1, static_cast<wchar_t>(0xD800)));  // no character
+  EXPECT_THROW(set.Save(directory.File("bad.xml").wstring()), TalSDK::FileIO::MSAXError::MGeneric);
+  EXPECT_EQ(GetClLengthMode(), 2);
+  {
+    const ScopedClLengthMode inner(5);
+    EXPECT_EQ(GetClLengthMode(), 5);
+  }
+  EXPECT_EQ(GetClLengthMode(), 2);
+}
+
+// With an invalid mode every length fails; each class reports it by its own rule.
+TEST(CLFileTest, WriteResultRulesDifferPerClass) {
+  const ScopedClLengthMode invalid(3);
+  const auto written = [](const ISAXPersistBase& block) {
+    return TestSupport::TryWriteBlock("B", block);
+  };
+  const auto has = [](const std::string& text, const char* tag) {
+    return text.find(std::string("<") + tag) != std::string::npos;
+  };
+
+  // Quadrant and slice: every tag tried, always true.
+  auto [quadrantOk, quadrant] = written(MCLQuadrantParameters());
+  EXPECT_TRUE(quadrantOk);
+  EXPECT_TRUE(has(quadrant, "QuadrantsEnabled"));
+  EXPECT_FALSE(has(quadrant, "QuadrantSizeX"));
+  EXPECT_TRUE(written(MCLSliceParameters()).first);
+
+  // Hatching and island: every element tried, false.
+  auto [hatchingOk, hatching] = written(MCLHatchingParameters());
+  EXPECT_FALSE(hatchingOk);
+  EXPECT_TRUE(has(hatching, "HatchingTurningAngle") && has(hatching, "MeandersFactor"));
+  auto [islandOk, island] = written(MCLIslandParameters());
+  EXPECT_FALSE(islandOk);
+  EXPECT_TRUE(has(island, "IslandsOrientation"));
+
+  // Post-process and platform: the values stop at the first failure, the containers follow.
+  auto [postOk, post] = written(MCLPostProcessParameters());
+  EXPECT_FALSE(postOk);
+  EXPECT_FALSE(has(post, "InsideOffsetCount"));
+  EXPECT_TRUE(has(post, "IslandParameters") && has(post, "HatchingParameters"));
+  auto [platformOk, platform] = written(MCLPlatformParameters());
+  EXPECT_FALSE(platformOk);
+  EXPECT_TRUE(has(platform, "MachineID"));
+  EXPECT_FALSE(has(platform, "PowderDoseFactor"));
+  EXPECT_TRUE(has(platform, "PlatformProcessParameters") && has(platform, "QuadrantParameters"));
+
+  // The whole set: everything tried, false; Save then leaves an unclosed file.
+  MCLParameters set;
+  set.GetComponentPostProcessParameters(L"P", true);
+  auto [setOk, whole] = written(set);
+  EXPECT_FALSE(setOk);
+  EXPECT_TRUE(has(whole, "TracingParameters") && has(whole, "ComponentPostProcessParameters"));
+  EXPECT_TRUE(written(MCLBuildParameters()).first);  // laser values are no lengths
+}
+
+TEST(CLFileTest, ParameterSetsAreRoutedByTheirName) {
+  MCLParameters set;
+  EXPECT_EQ(
+      Read("<FileSizeLimit>9</FileSizeLimit>"
+           "<ParameterSet><Name>Default</Name>"
+           "<HatchingProcessParameters><LaserPower>1</LaserPower></HatchingProcessParameters>"
+           "</ParameterSet>"
+           "<ParameterSet><Name>Part</Name>"
+           "<BorderProcessParameters><LaserPower>2</LaserPower></BorderProcessParameters>"
+           "<ProcessParametersPoints><LaserPower>3</LaserPower></ProcessParametersPoints>"
+           "</ParameterSet>"
+           "<ComponentProcessParametersDefault><UpHatchingProcessParameters>"
+           "<LaserFocus>4</LaserFocus></UpHatchingProcessParameters>"
+           "</ComponentProcessParametersDefault>"
+           "<ComponentPostProcessParameters><Parameters><Name>Post</Name>"
+           "<SkinWidth>1</SkinWidth><IslandParameters><IslandsOrientation>x"
+           "</IslandsOrientation></IslandParameters></Parameters></ComponentPostProcessParameters>",
+           set),
+      "");
+  EXPECT_EQ(set.GetCLFileSizeLimit(), 9);
+  const MCLScanningParameters& fallback = set.GetDefaultComponentScanningParameters();
+  EXPECT_EQ(fallback.GetBuildParametersOfType(eCLVectorHatching).m_laserPower, 1);
+  EXPECT_EQ(fallback.GetBuildParametersOfType(eCLVectorUpHatching).m_laserFocus, 4);
+  ASSERT_EQ(set.GetNamedScanningParameters().size(), 1u);
+
+  // The border is copied into inner contours, points and support at its end tag; points then
+  // read their own values. Hatching, up and down skin keep the defaults.
+  const MCLScanningParameters& part = *std::as_const(set).GetComponentScanningParameters(L"Part");
+  std::vector<int> power;
+  for (int type = 0; type < 7; ++type) {
+    power.push_back(part.GetBuildParametersOfType(static_cast<eCLVectorType>(type)).m_laserPower);
+  }
+  EXPECT_EQ(power, std::vector<int>({2, 100, 100, 100, 2, 3, 2}));
+
+  const MCLPostProcessParameters& post =
+      *std::as_const(set).GetComponentPostProcessParameters(L"Post");
+  EXPECT_EQ(post.m_skinWidth, 1000);
+  EXPECT_EQ(post.GetIslandParameters().GetOrientation(), 0.0);  // unreadable: 0.0, accepted
+}
+
+TEST(CLFileTest, HatchingFieldsCrossOnReading) {
+  // In the written order: "MeandersEnabled" comes last and switches the hatching off.
+  const std::tuple<const char*, bool, bool, double> cases[] = {
+      {"<HatchingEnabled>true</HatchingEnabled>"
+       "<Meanders><MeandersEnabled>false</MeandersEnabled><MeandersFactor>2</MeandersFactor>"
+       "</Meanders>",
+       false, true, 0.0},
+      {"<HatchingTurningAngle>5</HatchingTurningAngle><HatchingAlternated>true"
+       "</HatchingAlternated>",
+       true, true, 90.0},
+      {"<HatchingTurningAngle>5</HatchingTurningAngle><HatchingAlternated>no"
+       "</HatchingAlternated>",
+       true, true, 5.0}};
+  for (const auto& [content, enabled, meandering, turning] : cases) {
+    MCLHatchingParameters hatching;
+    EXPECT_TRUE(TestSupport::ReadBlock(std::string("<H>") + content + "</H>", hatching).empty());
+    EXPECT_EQ(hatching.GetEnabled(), enabled) << content;
+    EXPECT_EQ(hatching.GetMeanderingEnabled(), meandering) << content;
+    EXPECT_EQ(hatching.m_turningAngle, turning) << content;
+  }
+  MCLHatchingParameters written;
+  written.SetMeandering(false, 2.5f);
+  EXPECT_NE(TestSupport::WriteBlock("H", written).find("<MeandersEnabled>false</MeandersEnabled>"),
+            std::string::npos);
+}
+
+// Content that no route takes is kept, not lost and not refused.
+TEST(CLFileTest, UnroutedContentIsKept) {
+  MCLParameters set;
+  EXPECT_EQ(Read("<ParameterSet><BorderProcessParameters/></ParameterSet>"
+                 "<Parameters><Name>Loose</Name></Parameters>"
+                 "<ComponentPostProcessParameters><Parameters><Unknown/></Parameters>"
+                 "</ComponentPostProcessParameters>",
+                 set),
+            "");
+  EXPECT_TRUE(set.GetNamedScanningParameters().empty());
+  EXPECT_TRUE(set.GetNamedPostProcessingParameters().empty());
+  std::vector<std::string> kept;
+  for (const auto& element : set.GetUnhandledElements())
+    kept.push_back(element.GetTagName());
+  EXPECT_EQ(kept, std::vector<std::string>({"BorderProcessParameters", "Parameters", "Unknown"}));
+  // Written back after the known content, they load as they were.
+  std::string document;
+  ASSERT_TRUE(TalAM::WriteCLParameterDocument(set, document));
+  MCLParameters again;
+  ASSERT_TRUE(TalAM::ReadCLParameterDocument(again, document, "again").success);
+  EXPECT_EQ(again.GetUnhandledElements(), set.GetUnhandledElements());
+}
+
+TEST(CLFileTest, BadFilesFailWithAMessageAndKeepWhatWasRead) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"<Other><FileSizeLimit>1</FileSizeLimit></Other>", "not 'CLParameterFile'"},
+      {std::string(kHead) + "<FileSizeLimit>1", "not well-formed"},
+      {"<!DOCTYPE x><CLParameterFile/>", "DOCTYPE"},
+      {"", "no root element"}};
+  for (const auto& [document, reason] : cases) {
+    MCLParameters set;
+    const TalAM::CLLoadResult result = TalAM::ReadCLParameterDocument(set, document, "bad.xml");
+    EXPECT_FALSE(result.success) << document;
+    EXPECT_NE(StringConversion::NativeToUtf8(result.message).find(reason), std::string::npos)
+        << StringConversion::NativeToUtf8(result.message);
+    EXPECT_EQ(set, MCLParameters());
+  }
+  EXPECT_EQ(GetClLengthMode(), 0);
+}
+
+TEST(CLFileTest, ThousandsOfNamedSetsLoad) {
+  std::string content;
+  for (int i = 0; i < 5000; ++i) {
+    content += "<ParameterSet><Name>" + std::to_string(i) +
+               "</Name><BorderProcessParameters><LaserPower>" + std::to_string(i) +
+               "</LaserPower></BorderProcessParameters></ParameterSet>";
+  }
+  MCLParameters set;
+  EXPECT_EQ(Read(content, set), "");
+  ASSERT_EQ(set.GetNamedScanningParameters().size(), 5000u);
+  EXPECT_EQ(std::as_const(set)
+                .GetComponentScanningParameters(L"4999")
+                ->GetBuildParametersOfType(eCLVectorSupport)
+                .m_laserPower,
+            4999);
+}
+
+}  // namespace

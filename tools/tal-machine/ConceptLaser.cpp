@@ -1,0 +1,280 @@
+#include "ConceptLaser.h"
+
+#include <TalSDK/Machines.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "Commands.h"
+#include "Text.h"
+
+namespace TalMachineTool {
+
+namespace {
+
+namespace fs = std::filesystem;
+using TalAM::FieldKind;
+
+void Error(std::string_view line) {
+  std::cerr << "tal-machine: " << line << '\n';
+}
+
+std::string Quoted(std::string_view path) {
+  return "'" + Printable(path) + "'";
+}
+
+// Loads the file; refused elements are reported with `severity`, a failure as an error.
+bool Load(MCLParameters& set, const std::string& file, std::string_view severity, bool& refused) {
+  const TalAM::CLLoadResult result =
+      TalAM::LoadCLParameterFile(set, StringConversion::Utf8ToNative(file));
+  for (const TalSAX::SAXWarning& element : result.refusedElements) {
+    std::cerr << Printable(file) << ':' << element.line << ':' << element.column << ": " << severity
+              << ": refused element " << Printable(element.path);
+    if (!element.text.empty()) std::cerr << ", text " << Quoted(element.text);
+    std::cerr << '\n';
+  }
+  refused = !result.refusedElements.empty();
+  if (!result.success) {
+    const std::string text = OneLine(ToUtf8(result.message));
+    Error(text.find(Printable(file)) != std::string::npos
+              ? text
+              : "cannot load " + Quoted(file) + (text.empty() ? "" : ": " + text));
+  }
+  return result.success;
+}
+
+// The permissions a replacing file gets: those of the file it replaces, else the usual ones.
+mode_t PermissionsFor(const std::string& target) {
+  struct stat existing {};
+  if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
+    return existing.st_mode & 07777;
+  }
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+// Saves through a temporary file beside `target`, renamed over it only once complete, so that
+// a failed save leaves an existing target as it was and no temporary behind.
+bool SaveReplacing(MCLParameters& set, const std::string& target) {
+  const fs::path targetPath(target);
+  std::string temporary =
+      (targetPath.parent_path() / ("." + targetPath.filename().string() + ".XXXXXX")).string();
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) {
+    Error("cannot write " + Quoted(target) + ": " + std::strerror(errno));
+    return false;
+  }
+  ::fchmod(fd, PermissionsFor(target));
+  ::close(fd);
+
+  std::error_code ignored;
+  std::string failure;
+  try {
+    if (!set.Save(StringConversion::Utf8ToNative(temporary)))
+      failure = "cannot write " + Quoted(target);
+  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+    // The message names the temporary file; the user knows only the target.
+    failure = OneLine(error.GetMessage());
+    for (std::size_t at = failure.find(temporary); at != std::string::npos;
+         at = failure.find(temporary, at + target.size())) {
+      failure.replace(at, temporary.size(), target);
+    }
+  }
+  if (!failure.empty()) {
+    fs::remove(temporary, ignored);
+    Error(failure);
+    return false;
+  }
+  std::error_code error;
+  fs::rename(temporary, targetPath, error);
+  if (error) {
+    fs::remove(temporary, ignored);
+    Error("cannot replace " + Quoted(target) + ": " + error.message());
+    return false;
+  }
+  return true;
+}
+
+// Millimetres of a length in internal units.
+std::string Millimetres(std::string_view internal) {
+  std::istringstream in{std::string(internal)};
+  long value = 0;
+  std::ostringstream out;
+  if (in >> value) out << static_cast<double>(value) / MUnit::GetIE();
+  return out.str();
+}
+
+// Every field as a line "  label: value", indented by its depth, lengths in millimetres.
+void PrintText(std::ostream& out, std::string_view file, const MCLParameters& set) {
+  constexpr std::size_t kValueColumn = 40;
+  const auto line = [&](std::size_t indent, std::string_view label, std::string_view value) {
+    std::string head = std::string(indent, ' ') + std::string(label) + ":";
+    head.resize(std::max(head.size() + 1, kValueColumn), ' ');
+    out << head << value << '\n';
+  };
+  line(0, "File", Printable(file));
+  TalAM::FieldVisit visit(
+      [&](const TalAM::FieldView& field) {
+        const auto depth =
+            static_cast<std::size_t>(std::count(field.path.begin(), field.path.end(), '/'));
+        const std::size_t indent = 2 * (depth - 1);
+        const std::string label = Printable(field.tag);
+        switch (field.kind) {
+          case FieldKind::Block:
+          case FieldKind::Item:
+            out << (depth == 1 ? "\n" : "") << std::string(indent, ' ') << label << '\n';
+            break;
+          case FieldKind::List:
+            out << (depth == 1 ? "\n" : "") << std::string(indent, ' ') << label << " ("
+                << Printable(field.text) << ")\n";
+            break;
+          case FieldKind::Length:
+            line(indent, label, Millimetres(field.text) + " mm (" + Printable(field.text) + ")");
+            break;
+          case FieldKind::String:
+            line(indent, label, field.text.empty() ? "(none)" : Printable(field.text));
+            break;
+          default:
+            line(indent, label, Printable(field.text));
+        }
+      },
+      "CLParameterFile");
+  set.VisitFields(visit);
+
+  const auto kept = set.GetUnhandledElementsFromAllNodes();
+  out << '\n';
+  line(0, "Kept unknown elements", std::to_string(kept.size()));
+}
+
+// A JSON string: quotes, backslashes and control characters escaped.
+std::string Json(std::string_view text) {
+  std::string out = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (byte < 0x20) {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(byte));
+      out += escape;
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
+
+// One JSON object per field, in file order: path, kind and text; lengths also in millimetres.
+void PrintJson(std::ostream& out, std::string_view file, const MCLParameters& set) {
+  out << "{\n  \"file\": " << Json(file) << ",\n  \"fields\": [";
+  bool first = true;
+  TalAM::FieldVisit visit(
+      [&](const TalAM::FieldView& field) {
+        out << (first ? "\n" : ",\n") << "    {\"path\": " << Json(field.path)
+            << ", \"kind\": " << Json(TalAM::FieldKindName(field.kind))
+            << ", \"text\": " << Json(field.text);
+        if (field.kind == FieldKind::Length) out << ", \"mm\": " << Millimetres(field.text);
+        out << '}';
+        first = false;
+      },
+      "CLParameterFile");
+  set.VisitFields(visit);
+  out << "\n  ],\n  \"keptUnknownElements\": " << set.GetUnhandledElementsFromAllNodes().size()
+      << "\n}\n";
+}
+
+// Paths reach the library as wide strings; text that is not UTF-8 has none.
+const CLI::Validator kUtf8(
+    [](std::string& text) {
+      std::wstring ignored;
+      return StringConversion::TryUtf8ToNative(text, ignored) ? std::string() : "not valid UTF-8";
+    },
+    "UTF-8");
+
+}  // namespace
+
+ClCommands::ClCommands(CLI::App& app)
+    : m_group(app.add_subcommand("cl",
+                                 "Create, inspect, check and convert Concept Laser "
+                                 "parameter files")) {
+  m_group->require_subcommand(1);
+  m_group->footer(
+      "Lengths in a parameter file are millimetres. Exit status 0, 1 when a file cannot be\n"
+      "read or written (or, for check, holds refused elements), 2 on a usage error.\n"
+      "Example: tal-machine cl show examples/conceptlaser/example.xml");
+  m_new = m_group->add_subcommand("new", "Write a default parameter set");
+  m_new->add_option("FILE", m_file, "Parameter file to write")->required()->check(kUtf8);
+  m_show = m_group->add_subcommand("show", "Print every value of a parameter file");
+  m_show->add_option("FILE", m_file, "Parameter file to read")->required()->check(kUtf8);
+  m_show->add_option("--format", m_format, "Output format")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->capture_default_str();
+  m_check = m_group->add_subcommand("check", "Report every problem of a parameter file");
+  m_check->add_option("FILE", m_file, "Parameter file to read")->required()->check(kUtf8);
+  m_convert = m_group->add_subcommand("convert", "Read a parameter file and write it again");
+  m_convert->add_option("IN", m_file, "Parameter file to read")->required()->check(kUtf8);
+  m_convert->add_option("OUT", m_output, "Parameter file to write (replaced only when complete)")
+      ->required()
+      ->check(kUtf8);
+}
+
+int ClCommands::Run() const {
+  if (m_new->parsed()) return RunClNew(m_file);
+  if (m_show->parsed()) return RunClShow(m_file, m_format);
+  if (m_check->parsed()) return RunClCheck(m_file);
+  if (m_convert->parsed()) return RunClConvert(m_file, m_output);
+  return kUsageError;
+}
+
+int RunClNew(const std::string& file) {
+  MCLParameters set;
+  return SaveReplacing(set, file) ? kSuccess : kFailure;
+}
+
+int RunClShow(const std::string& file, const std::string& format) {
+  MCLParameters set;
+  bool refused = false;
+  if (!Load(set, file, "warning", refused)) return kFailure;
+  if (format == "json") {
+    PrintJson(std::cout, file, set);
+  } else {
+    PrintText(std::cout, file, set);
+  }
+  return kSuccess;
+}
+
+int RunClCheck(const std::string& file) {
+  MCLParameters set;
+  bool refused = false;
+  if (!Load(set, file, "error", refused)) return kFailure;
+  if (refused) return kFailure;
+  std::cout << Printable(file) << ": OK";
+  const std::size_t kept = set.GetUnhandledElementsFromAllNodes().size();
+  if (kept > 0) {
+    std::cout << " (" << kept << " unknown element" << (kept == 1 ? "" : "s") << " kept)";
+  }
+  std::cout << '\n';
+  return kSuccess;
+}
+
+int RunClConvert(const std::string& in, const std::string& out) {
+  MCLParameters set;
+  bool refused = false;
+  if (!Load(set, in, "warning", refused)) return kFailure;
+  return SaveReplacing(set, out) ? kSuccess : kFailure;
+}
+
+}  // namespace TalMachineTool
