@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <TalSDK/sdk/common/Logging.h>
@@ -194,6 +195,24 @@ TEST(QualityPartsTest, EqualityAndOrder) {
   EXPECT_TRUE(named(L"B") < named(L"a"));
   EXPECT_FALSE(named(L"ab") < named(L"ab"));
   EXPECT_FALSE(named(L"b") < named(L"ab"));
+}
+
+// What the tool shows of a position: its translation, and whether the part is turned or scaled.
+TEST(QualityPartsTest, PositionIsShownAsTranslationAndRotation) {
+  for (const auto& [row, column, value, rotated] :
+       std::vector<std::tuple<int, int, double, const char*>>{
+           {0, 3, 7.5, "false"}, {0, 0, 0.5, "true"}, {0, 2, 1, "true"}, {2, 2, 2, "true"}}) {
+    QualityPartItem item;
+    item.m_position(row, column) = value;
+    std::string shown;
+    TalAM::FieldVisit visit([&](const TalAM::FieldView& field) {
+      if (field.tag == "Translation" || field.tag == "Rotated")
+        shown += std::string(field.text) + ";";
+    });
+    item.VisitFields(visit);
+    EXPECT_EQ(shown, (column == 3 ? "7.5 0 0;" : "0 0 0;") + std::string(rotated) + ";")
+        << row << "," << column;
+  }
 }
 
 TEST(QualityPartsTest, DefaultsAndResets) {

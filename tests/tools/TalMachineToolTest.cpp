@@ -202,7 +202,8 @@ TEST(TalMachineTool, ShowExample) {
         "\nQualityParts\n  ProfileName: +Witness coupons\n(.*\n)*  Item\\[2\\]\n"
         "    Name: +Tensile coupon A\n    Position\n      Translation: +20 230 0\n"
         "      Rotated: +true\n",
-        "\nQualityPartsProfiles\n  QualityParts\\[1\\]\n    ProfileName: +Full qualification\n",
+        "\nQualityPartsProfiles\n  QualityParts\\[1\\]\n    ProfileName: +Full qualification\n"
+        "(.*\n)*  QualityParts\\[2\\]\n    ProfileName: +None\n",
         "Kept unknown elements: +3\n  Machine/QualityParts/Item/InspectionPlan, line [0-9]+, not "
         "required\n  Machine/QualityParts/RetentionDays, line [0-9]+, not required\n"
         "  Machine/AdaptiveLayerThickness, line [0-9]+, not required\n"}) {
