@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -40,9 +41,17 @@ bool Read(std::string_view document, TalAM::MachineParameters& machine) {
   }
 }
 
+// Messages for the log (a duplicate quality part name, for one) would only slow the fuzzer.
+class SilentLogger : public TalSDK::Common::Logging::ILogger {
+ public:
+  void LogMessage(std::string_view) override {}
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const auto quiet = TalSDK::Common::Logging::SetLogger(std::make_shared<SilentLogger>());
+  (void)quiet;
   TalAM::MachineParameters first;
   if (!Read(std::string_view(reinterpret_cast<const char*>(data), size), first)) return 0;
 
