@@ -26,6 +26,13 @@
 #include <TalSDK/sdk/mesh/StlBase.h>
 #include <TalSDK/sdk/support/SupportGlobal.h>
 
+// Typed properties of host documents, and binary files.
+#include <TalSDK/sdk/file/File.h>
+#include <TalSDK/sdk/property/IndexedProperties.h>
+#include <TalSDK/sdk/property/PersistentProperty.h>
+#include <TalSDK/sdk/property/PersistentPropertyCreator.h>
+#include <TalSDK/sdk/property/PropertyDocument.h>
+
 // The machine library.
 #include <TalSDK/MachinesExport.h>
 #include <TalSDK/persistence/FieldVisit.h>
@@ -65,8 +72,10 @@
 #include <TalSDK/conceptlaser/CLBuildParameters.h>
 #include <TalSDK/conceptlaser/CLLengthMode.h>
 #include <TalSDK/conceptlaser/CLParameters.h>
+#include <TalSDK/conceptlaser/CLPersistentProperty.h>
 #include <TalSDK/conceptlaser/CLPlatformParameters.h>
 #include <TalSDK/conceptlaser/CLPostProcessParameters.h>
+#include <TalSDK/conceptlaser/CLTextDump.h>
 
 // The machine definition and its file.
 #include <TalSDK/machine/MachineFile.h>

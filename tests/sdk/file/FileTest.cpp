@@ -1,0 +1,51 @@
+#include <TalSDK/sdk/file/File.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+TEST(FileTest, ValuesReadBackInTheOrderWritten) {
+  const TestSupport::TempDirectory directory;
+  const std::wstring path = directory.File("values.bin").wstring();
+  MFile file;
+  ASSERT_TRUE(file.Open(path, MFile::OpenMode::Write));
+  EXPECT_TRUE(file.WriteValue(std::int32_t{-7}));
+  EXPECT_TRUE(file.WriteValue(2.5));
+  EXPECT_EQ(file.GetPosition(), 12u);
+  EXPECT_EQ(file.Read(nullptr, 0), 0u);  // not open for reading
+  ASSERT_TRUE(file.Close());
+  EXPECT_FALSE(file.Close());
+
+  ASSERT_TRUE(file.Open(path, MFile::OpenMode::Read));
+  std::int32_t number = 0;
+  double real = 0.0;
+  EXPECT_TRUE(file.ReadValue(number));
+  EXPECT_TRUE(file.ReadValue(real));
+  EXPECT_EQ(number, -7);
+  EXPECT_EQ(real, 2.5);
+  EXPECT_FALSE(file.Write(&number, sizeof number));  // not open for writing
+  // At the end: nothing read, the target left as it was.
+  EXPECT_FALSE(file.ReadValue(number));
+  EXPECT_EQ(number, -7);
+}
+
+TEST(FileTest, OpeningForWritingReplacesAndMissingFilesDoNotOpen) {
+  const TestSupport::TempDirectory directory;
+  const auto path = directory.File("replaced.bin");
+  TestSupport::WriteFile(path, "old content");
+  MFile file;
+  ASSERT_TRUE(file.Open(path.wstring(), MFile::OpenMode::Write));
+  ASSERT_TRUE(file.Close());
+  EXPECT_EQ(TestSupport::ReadFile(path), "");
+
+  EXPECT_FALSE(file.Open(directory.File("missing.bin").wstring(), MFile::OpenMode::Read));
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_FALSE(file.Open((directory.Path() / "no" / "such.bin").wstring(), MFile::OpenMode::Write));
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+#include <TalSDK/sdk/property/PropertyDocument.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/property/PersistentPropertyCreator.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
+#include <TalSDK/sdk/sax/SAXWriter.h>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+// A property holding a text, written as the element's text.
+class TextProperty : public IPersistentProperty {
+ public:
+  explicit TextProperty(std::wstring type) : m_type(std::move(type)) {}
+
+  IPersistentProperty* Assign(const IPersistentProperty& other) override {
+    const auto* same = dynamic_cast<const TextProperty*>(&other);
+    if (same == nullptr || same->m_type != m_type) return nullptr;
+    m_text = same->m_text;
+    m_locked = same->m_locked;
+    return this;
+  }
+  bool GetLocked() const override { return m_locked; }
+  void SetLocked(bool locked) override { m_locked = locked; }
+  bool GetVisible() const override { return true; }
+  void SetVisible(bool) override {}
+  bool GetPersistent() const override { return m_persistent; }
+  void SetPersistent(bool persistent) override { m_persistent = persistent; }
+  bool IsModified() const override { return false; }
+  bool IsModificationTracked() const override { return false; }
+  void SetModified(bool) override {}
+  std::uint32_t GetState() const override { return 0; }
+  void SetState(std::uint32_t) override {}
+  void ClearState() override {}
+  bool WriteValue(TalSAX::ISAXWriter& writer) const override {
+    writer.WriteText(StringConversion::NativeToUtf8(m_text));
+    return true;
+  }
+  bool HandleValue(TalSAX::ISAXReader& reader) override { return reader.ReadValue(m_text); }
+  std::wstring GetTypeOfProperty() const override { return m_type; }
+  IPersistentPropertyPolymorphicValue* GetPolymorphicValue() override { return nullptr; }
+  const IPersistentPropertyPolymorphicValue* GetPolymorphicValue() const override {
+    return nullptr;
+  }
+
+  std::wstring m_text;
+  std::wstring m_type;
+  bool m_locked = false;
+  bool m_persistent = true;
+};
+
+class TextCreator : public IPersistentPropertyCreator {
+ public:
+  explicit TextCreator(std::wstring type) : m_type(std::move(type)) {}
+  IPersistentProperty* create(const std::wstring& typeName) override {
+    return typeName == m_type ? new TextProperty(m_type) : nullptr;
+  }
+
+ private:
+  std::wstring m_type;
+};
+
+std::wstring TextOf(const IPersistentProperty* property) {
+  const auto* text = dynamic_cast<const TextProperty*>(property);
+  return text == nullptr ? L"<none>" : text->m_text;
+}
+
+TEST(PersistentPropertyCreatorsTest, KnownWhileTheCreatorExistsAndAskedInOrder) {
+  EXPECT_EQ(PersistentPropertyCreators::Create(L"Text"), nullptr);
+  {
+    const TextCreator first(L"Text");
+    const TextCreator second(L"Text");
+    const auto creators = PersistentPropertyCreators::GetCreators();
+    ASSERT_GE(creators.size(), 2u);
+    EXPECT_EQ(creators[creators.size() - 2], &first);
+    EXPECT_EQ(creators.back(), &second);
+    const auto property = PersistentPropertyCreators::Create(L"Text");
+    ASSERT_NE(property, nullptr);
+    EXPECT_TRUE(property->IsOfType(L"Text"));
+    EXPECT_FALSE(property->IsOfType(L"Tex"));
+  }
+  EXPECT_EQ(PersistentPropertyCreators::Create(L"Text"), nullptr);
+}
+
+TEST(PersistentPropertyCreatorsTest, CloneIsMadeByTheCreatorsAndAssigned) {
+  const TextCreator creator(L"Text");
+  TextProperty original(L"Text");
+  original.m_text = L"abc";
+  original.SetLocked(true);
+  const auto copy = original.Clone();
+  EXPECT_EQ(TextOf(copy.get()), L"abc");
+  EXPECT_TRUE(copy->GetLocked());
+  EXPECT_EQ(TextProperty(L"Unregistered").Clone(), nullptr);
+}
+
+TEST(PropertyDocumentTest, PropertiesRoundTripInOrderAndOnlyPersistentOnesAreSaved) {
+  const TextCreator creator(L"Text");
+  MPropertyDocument document;
+  EXPECT_EQ(document.AddProperty(L"x", L"NoSuchType"), nullptr);
+  dynamic_cast<TextProperty&>(*document.AddProperty(L"zeta", L"Text")).m_text = L"first";
+  dynamic_cast<TextProperty&>(*document.AddProperty(L"Länge ü", L"Text")).m_text = L"a < b & c";
+  document.AddProperty(L"scratch", L"Text")->SetPersistent(false);
+  // Adding under a taken name replaces the property in its place.
+  dynamic_cast<TextProperty&>(*document.AddProperty(L"zeta", L"Text")).m_text = L"second";
+  EXPECT_EQ(document.GetPropertyNames(),
+            (std::vector<std::wstring>{L"zeta", L"Länge ü", L"scratch"}));
+
+  const TestSupport::TempDirectory directory;
+  const std::wstring path = directory.File("document.xml").wstring();
+  ASSERT_TRUE(document.Save(path));
+  MPropertyDocument loaded;
+  std::wstring message;
+  ASSERT_TRUE(loaded.Load(path, &message)) << StringConversion::NativeToUtf8(message);
+  EXPECT_EQ(loaded.GetPropertyNames(), (std::vector<std::wstring>{L"zeta", L"Länge ü"}));
+  EXPECT_EQ(TextOf(loaded.GetProperty(L"zeta")), L"second");
+  EXPECT_EQ(TextOf(loaded.GetProperty(L"Länge ü")), L"a < b & c");
+  EXPECT_TRUE(loaded.RemoveProperty(L"zeta"));
+  EXPECT_FALSE(loaded.RemoveProperty(L"zeta"));
+  EXPECT_EQ(loaded.GetProperty(L"zeta"), nullptr);
+}
+
+TEST(PropertyDocumentTest, UnknownTypesAndElementsAreKeptAndWrittenBack) {
+  const TextCreator creator(L"Text");
+  const std::string input =
+      "<PropertyDocument>"
+      "<Property Name=\"later\" Type=\"FutureType\"><Deep A=\"1\">x</Deep></Property>"
+      "<Property Name=\"known\" Type=\"Text\">value</Property>"
+      "<Property Type=\"Text\">nameless</Property>"
+      "<Other/>"
+      "</PropertyDocument>";
+  MPropertyDocument document;
+  ASSERT_TRUE(document.LoadFromString(input));
+  EXPECT_EQ(document.GetPropertyNames(), std::vector<std::wstring>{L"known"});
+  EXPECT_EQ(TextOf(document.GetProperty(L"known")), L"value");
+  EXPECT_EQ(document.GetUnhandledElements().size(), 2u);
+
+  std::string written;
+  ASSERT_TRUE(document.SaveToString(written));
+  EXPECT_THAT(written,
+              testing::HasSubstr("<Property Name=\"known\" Type=\"Text\">value</Property>"));
+  EXPECT_THAT(written, testing::HasSubstr("Type=\"FutureType\""));
+  EXPECT_THAT(written, testing::HasSubstr("<Deep A=\"1\">x</Deep>"));
+  EXPECT_THAT(written, testing::HasSubstr("<Other"));
+  EXPECT_THAT(written, testing::Not(testing::HasSubstr("nameless")));
+}
+
+TEST(PropertyDocumentTest, AnotherRootIsRefusedWithAMessage) {
+  MPropertyDocument document;
+  std::wstring message;
+  EXPECT_FALSE(document.LoadFromString("<Machine/>", &message));
+  EXPECT_THAT(StringConversion::NativeToUtf8(message), testing::HasSubstr("'Machine'"));
+  EXPECT_FALSE(document.Load(L"/nonexistent/document.xml", &message));
+  EXPECT_FALSE(message.empty());
+}
+
+}  // namespace
