@@ -394,6 +394,13 @@ TEST(TalMachineTool, ConceptLaserCommands) {
   EXPECT_TRUE(Finds(show.out, "ComponentPostProcessParameters \\(1\\)"));
   const Result json = RunTool({"cl", "show", "--format", "json", example});
   EXPECT_TRUE(Finds(json.out, "\"kind\": \"length\", \"text\": \"250000\", \"mm\": 250\\}"));
+  const Result dump = RunTool({"cl", "show", "--dump", example});
+  EXPECT_TRUE(Finds(dump.out,
+                    "^Scanning set Default\n  BorderProcessParameters\nBuild params:\n"
+                    "\t\tPower: +\t[0-9]+\n"));
+  EXPECT_TRUE(Finds(dump.out,
+                    "\nScanning set Solid\n(.*\n){91}Post-process set of the platform\n"
+                    "(.*\n){17}Post-process set Lattice\n"));
 
   const std::string fresh = dir.File("new.xml").string();
   EXPECT_EQ(RunTool({"cl", "new", fresh}).status, 0);

@@ -196,6 +196,32 @@ void PrintJson(std::ostream& out, std::string_view file, const MCLParameters& se
       << "\n}\n";
 }
 
+// Every laser set of every scanning set, and every post-process set, as the library's dump
+// operators print them (the text the application writes into its logs).
+void PrintDump(std::ostream& out, const MCLParameters& set) {
+  std::wostringstream dump;
+  const auto scanning = [&dump](const std::wstring& name, const MCLScanningParameters& sets) {
+    dump << L"Scanning set " << name << std::endl;
+    for (int type = eCLVectorBorder; type <= eCLVectorInnerContours; ++type) {
+      const auto vector = static_cast<eCLVectorType>(type);
+      dump << L"  " << StringConversion::Utf8ToNative(MCLScanningParameters::ContainerTag(vector))
+           << std::endl
+           << sets.GetBuildParametersOfType(vector);
+    }
+  };
+  scanning(L"Default", set.GetDefaultComponentScanningParameters());
+  for (const auto& [name, sets] : set.GetNamedScanningParameters())
+    scanning(name, sets);
+  dump << L"Post-process set of the platform" << std::endl
+       << set.GetPlatformParameters().GetPostProcessParameters();
+  for (const auto& [name, postProcess] : set.GetNamedPostProcessingParameters())
+    dump << L"Post-process set " << name << std::endl << postProcess;
+  // Line by line, so that a name holding a control character cannot break the layout.
+  const std::string text = ToUtf8(dump.str());
+  for (const std::string_view line : SplitLines(text))
+    out << Printable(line) << '\n';
+}
+
 // Paths reach the library as wide strings; text that is not UTF-8 has none.
 const CLI::Validator kUtf8(
     [](std::string& text) {
@@ -222,6 +248,8 @@ ClCommands::ClCommands(CLI::App& app)
   m_show->add_option("--format", m_format, "Output format")
       ->check(CLI::IsMember({"text", "json"}))
       ->capture_default_str();
+  m_show->add_flag("--dump", m_dump,
+                   "Print every laser and post-process set as the library's dump writes them");
   m_check = m_group->add_subcommand("check", "Report every problem of a parameter file");
   m_check->add_option("FILE", m_file, "Parameter file to read")->required()->check(kUtf8);
   m_convert = m_group->add_subcommand("convert", "Read a parameter file and write it again");
@@ -233,7 +261,7 @@ ClCommands::ClCommands(CLI::App& app)
 
 int ClCommands::Run() const {
   if (m_new->parsed()) return RunClNew(m_file);
-  if (m_show->parsed()) return RunClShow(m_file, m_format);
+  if (m_show->parsed()) return RunClShow(m_file, m_format, m_dump);
   if (m_check->parsed()) return RunClCheck(m_file);
   if (m_convert->parsed()) return RunClConvert(m_file, m_output);
   return kUsageError;
@@ -244,11 +272,13 @@ int RunClNew(const std::string& file) {
   return SaveReplacing(set, file) ? kSuccess : kFailure;
 }
 
-int RunClShow(const std::string& file, const std::string& format) {
+int RunClShow(const std::string& file, const std::string& format, bool dump) {
   MCLParameters set;
   bool refused = false;
   if (!Load(set, file, "warning", refused)) return kFailure;
-  if (format == "json") {
+  if (dump) {
+    PrintDump(std::cout, set);
+  } else if (format == "json") {
     PrintJson(std::cout, file, set);
   } else {
     PrintText(std::cout, file, set);

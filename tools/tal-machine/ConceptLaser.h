@@ -24,12 +24,14 @@ class ClCommands {
   std::string m_file;
   std::string m_output;
   std::string m_format = "text";
+  bool m_dump = false;
 };
 
 // Writes a default parameter set.
 int RunClNew(const std::string& file);
-// Prints every value of the set, lengths in millimetres; refused elements are warnings.
-int RunClShow(const std::string& file, const std::string& format);
+// Prints every value of the set, lengths in millimetres, or with `dump` every laser and
+// post-process set through the library's dump operators; refused elements are warnings.
+int RunClShow(const std::string& file, const std::string& format, bool dump);
 // Reports every problem of the load; fails when the load fails or refuses any element.
 int RunClCheck(const std::string& file);
 // Loads `in` and saves it as `out`; an existing `out` is replaced only by a complete file.
