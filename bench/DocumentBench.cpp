@@ -4,8 +4,8 @@
 //   Small    ~400 value elements in 20 blocks (ints, floats, doubles, booleans, wide strings),
 //            read into block handlers that read every value, written from the same values.
 //            Read baseline: pugixml load_file (and, for comparison only, load_file followed by
-//            converting every value). Write baseline: the same text built in memory and written
-//            with one fwrite.
+//            converting every value; and expat reading the file and converting every value).
+//            Write baseline: the same text built in memory and written with one fwrite.
 //   Mesh     Machine/Platform/PlatformStl/Mesh holding a 1,000,000-triangle mesh (500,000
 //            vertices, ~24 MB of base64), read through MSaxStlBase into an MStlBase and written
 //            from it. Read baseline: pugixml load_file and decoding the two payloads into
@@ -13,7 +13,8 @@
 //   Machine  a whole machine file (~25 KB): the example machine with 64 laser overlaps, 48
 //            support profiles and 91 angle factors, read with TalAM::LoadFromTMCF, written with
 //            TalAM::SaveToTMCF and compared (operator== of two equal machines, a full walk).
-//            Read baseline: pugixml load_file. Writing and comparing have no baseline.
+//            Read baseline: pugixml load_file (and, for comparison only, expat parsing the
+//            file without handlers). Writing and comparing have no baseline.
 //
 // The documents are generated here, written to a temporary directory once and checked
 // (the readers give back what was written, the baselines produce and see the same bytes)
@@ -30,6 +31,8 @@
 //   --idle                         does nothing (the footprint of the process itself)
 
 #include <benchmark/benchmark.h>
+#include <expat.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -201,6 +204,78 @@ bool ReadMachineWithPugixml(const std::string& path, MachineValues& machine) {
     }
   }
   return true;
+}
+
+// The same values read with expat, for comparison only: what a reader built on that streaming
+// parser costs at least (the file read into memory, one parse, each value's text gathered and
+// converted at its end tag).
+// The file's bytes, read with open and read as the tag reader does.
+std::string ReadWholeFile(const std::string& path) {
+  std::string bytes;
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return bytes;
+  char chunk[1 << 16];
+  ssize_t n = 0;
+  while ((n = ::read(fd, chunk, sizeof chunk)) > 0)
+    bytes.append(chunk, static_cast<std::size_t>(n));
+  ::close(fd);
+  return bytes;
+}
+
+struct ExpatReadState {
+  MachineValues* machine = nullptr;
+  int depth = 0;
+  std::size_t block = kBlockTags.size();
+  std::string tag, text;
+  bool ok = true;
+};
+
+bool ReadMachineWithExpat(const std::string& path, MachineValues& machine) {
+  const std::string bytes = ReadWholeFile(path);
+  ExpatReadState state;
+  state.machine = &machine;
+  XML_Parser parser = XML_ParserCreate("UTF-8");
+  XML_SetUserData(parser, &state);
+  XML_SetElementHandler(
+      parser,
+      [](void* data, const XML_Char* name, const XML_Char**) {
+        auto& s = *static_cast<ExpatReadState*>(data);
+        ++s.depth;
+        if (s.depth == 2) {
+          s.block = static_cast<std::size_t>(
+              std::find(kBlockTags.begin(), kBlockTags.end(), std::string_view(name)) -
+              kBlockTags.begin());
+        } else if (s.depth == 3) {
+          s.tag = name;
+          s.text.clear();
+        }
+      },
+      [](void* data, const XML_Char*) {
+        auto& s = *static_cast<ExpatReadState*>(data);
+        if (s.depth == 3) {
+          s.ok = s.block < kBlockTags.size() &&
+                 ConvertBlockValue(s.tag, s.text, s.machine->blocks[s.block]) && s.ok;
+        }
+        --s.depth;
+      });
+  XML_SetCharacterDataHandler(parser, [](void* data, const XML_Char* text, int length) {
+    auto& s = *static_cast<ExpatReadState*>(data);
+    if (s.depth == 3) s.text.append(text, static_cast<std::size_t>(length));
+  });
+  const bool parsed =
+      XML_Parse(parser, bytes.data(), static_cast<int>(bytes.size()), XML_TRUE) == XML_STATUS_OK;
+  XML_ParserFree(parser);
+  return parsed && state.ok;
+}
+
+// expat parsing a file with no handlers at all: the least an expat-based reader costs.
+bool ParseWithExpat(const std::string& path) {
+  const std::string bytes = ReadWholeFile(path);
+  XML_Parser parser = XML_ParserCreate("UTF-8");
+  const bool parsed =
+      XML_Parse(parser, bytes.data(), static_cast<int>(bytes.size()), XML_TRUE) == XML_STATUS_OK;
+  XML_ParserFree(parser);
+  return parsed;
 }
 
 void WriteBlock(TalSAX::ISAXWriter& writer, const BlockValues& block) {
@@ -562,6 +637,17 @@ void SmallReadPugixmlConvert(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * d.smallBytes);
 }
 
+void SmallReadExpat(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.smallPath.string();
+  for (auto _ : state) {
+    MachineValues values;
+    if (!ReadMachineWithExpat(path, values)) state.SkipWithError("expat cannot read it");
+    benchmark::DoNotOptimize(values.blocks.back().ints.back());
+  }
+  state.SetBytesProcessed(state.iterations() * d.smallBytes);
+}
+
 void SmallWriteOurs(benchmark::State& state) {
   const Documents& d = *g_documents;
   for (auto _ : state) {
@@ -661,6 +747,15 @@ void MachineReadPugixml(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * d.machineBytes);
 }
 
+void MachineReadExpat(benchmark::State& state) {
+  const Documents& d = *g_documents;
+  const std::string path = d.machinePath.string();
+  for (auto _ : state) {
+    if (!ParseWithExpat(path)) state.SkipWithError("expat cannot read the machine");
+  }
+  state.SetBytesProcessed(state.iterations() * d.machineBytes);
+}
+
 void MachineWriteOurs(benchmark::State& state) {
   const Documents& d = *g_documents;
   for (auto _ : state) {
@@ -746,6 +841,11 @@ bool PrepareDocuments(Documents& d) {
       !(convertedWithPugixml == d.machine)) {
     return fail("pugixml and conversion read back the small document's values");
   }
+  MachineValues convertedWithExpat;
+  if (!ReadMachineWithExpat(d.smallPath.string(), convertedWithExpat) ||
+      !(convertedWithExpat == d.machine)) {
+    return fail("expat and conversion read back the small document's values");
+  }
   std::string smallText;
   AppendMachineText(smallText, d.machine);
   if (smallText != ReadFileBytes(d.smallPath)) return fail("the small write baseline's text");
@@ -789,6 +889,7 @@ bool PrepareDocuments(Documents& d) {
   fs::remove(d.outputPath);
   pugi::xml_document document;
   if (!document.load_file(d.machinePath.string().c_str())) return fail("pugixml reads the machine");
+  if (!ParseWithExpat(d.machinePath.string())) return fail("expat reads the machine");
   return true;
 }
 
@@ -830,6 +931,9 @@ void RegisterBenchmarks() {
   RegisterBenchmark("SmallRead/PugixmlLoadAndConvert", SmallReadPugixmlConvert)
       ->UseRealTime()
       ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("SmallRead/ExpatAndConvert", SmallReadExpat)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
   RegisterBenchmark("SmallWrite/Ours", SmallWriteOurs)
       ->UseManualTime()
       ->Unit(benchmark::kMicrosecond);
@@ -850,6 +954,9 @@ void RegisterBenchmarks() {
       ->UseRealTime()
       ->Unit(benchmark::kMicrosecond);
   RegisterBenchmark("MachineRead/PugixmlLoadFile", MachineReadPugixml)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  RegisterBenchmark("MachineRead/ExpatParse", MachineReadExpat)
       ->UseRealTime()
       ->Unit(benchmark::kMicrosecond);
   RegisterBenchmark("MachineWrite/Ours", MachineWriteOurs)

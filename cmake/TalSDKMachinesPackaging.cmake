@@ -6,8 +6,8 @@ include(CMakePackageConfigHelpers)
 
 set(TALSDK_PACKAGE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TalSDKMachines)
 
-# Only TalSDK::Machines is exported. TalSDK_SDK and pugixml are linked privately into the
-# shared library (the former whole), so they appear neither in the export set nor in the link
+# Only TalSDK::Machines is exported. TalSDK_SDK is linked privately (and whole) into the
+# shared library, so it appears neither in the export set nor in the link
 # interface of the imported target: consumers link against the shared library alone.
 install(EXPORT TalSDKMachinesTargets
         NAMESPACE TalSDK::

@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   clang-14 clang-format-14 libclang-rt-14-dev libfuzzer-14-dev
-  libpugixml-dev libboost-iostreams-dev libutfcpp-dev
+  libpugixml-dev libexpat1-dev libboost-iostreams-dev libutfcpp-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libadmesh-dev
   locales
 )

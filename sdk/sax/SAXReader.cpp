@@ -8,13 +8,17 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
-#include <pugixml.hpp>
 #include <utility>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include <TalSDK/sdk/common/StringConversion.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXError.h>
 #include "sdk/sax/XmlText.h"
+#include "sdk/sax/XmlTokenizer.h"
 
 namespace TalSAX {
 
@@ -23,17 +27,72 @@ using TalSDK::FileIO::MSAXError::MGeneric;
 SAXContexts::ISAXContext::~ISAXContext() = default;
 ISAXReader::~ISAXReader() = default;
 
+namespace {
+
+// Decodes UTF-8 that is known to be valid (the reader checked every character of the
+// document), without checking it again.
+void DecodeCheckedUtf8(std::string_view text, std::wstring& out) {
+  out.resize(text.size());
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* const end = p + text.size();
+  wchar_t* o = out.data();
+  while (p < end) {
+#if defined(__SSE2__)
+    // Sixteen ASCII characters at a time, widened to four bytes each.
+    if (end - p >= 16) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+      if (_mm_movemask_epi8(x) == 0) {
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i low = _mm_unpacklo_epi8(x, zero);
+        const __m128i high = _mm_unpackhi_epi8(x, zero);
+        auto* target = reinterpret_cast<__m128i*>(o);
+        _mm_storeu_si128(target, _mm_unpacklo_epi16(low, zero));
+        _mm_storeu_si128(target + 1, _mm_unpackhi_epi16(low, zero));
+        _mm_storeu_si128(target + 2, _mm_unpacklo_epi16(high, zero));
+        _mm_storeu_si128(target + 3, _mm_unpackhi_epi16(high, zero));
+        p += 16;
+        o += 16;
+        continue;
+      }
+    }
+#endif
+    const unsigned char c = *p;
+    if (c < 0x80) {
+      *o++ = static_cast<wchar_t>(c);
+      ++p;
+    } else if (c < 0xE0) {
+      *o++ = static_cast<wchar_t>((c & 0x1Fu) << 6 | (p[1] & 0x3Fu));
+      p += 2;
+    } else if (c < 0xF0) {
+      *o++ = static_cast<wchar_t>((c & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu));
+      p += 3;
+    } else {
+      *o++ = static_cast<wchar_t>((c & 0x07u) << 18 | (p[1] & 0x3Fu) << 12 | (p[2] & 0x3Fu) << 6 |
+                                  (p[3] & 0x3Fu));
+      p += 4;
+    }
+  }
+  out.resize(static_cast<std::size_t>(o - out.data()));
+}
+
+}  // namespace
+
 bool ISAXReader::ReadValue(std::wstring& value) {
   const std::string_view text = GetElementTextView();
+  if (IsElementTextChecked() && sizeof(wchar_t) == 4) {
+    DecodeCheckedUtf8(text, value);
+    return true;
+  }
   std::wstring converted;
-  if (!XmlText::IsValid(text) || !StringConversion::TryUtf8ToNative(text, converted)) return false;
+  if (!XmlText::IsValid(text)) return false;
+  if (!StringConversion::TryUtf8ToNative(text, converted)) return false;
   value = std::move(converted);
   return true;
 }
 
 bool ISAXReader::ReadValue(std::string& value) {
   const std::string_view text = GetElementTextView();
-  if (!XmlText::IsValid(text)) return false;
+  if (!IsElementTextChecked() && !XmlText::IsValid(text)) return false;
   value.assign(text);
   return true;
 }
@@ -53,16 +112,15 @@ namespace {
 
 constexpr std::size_t kWarningTextLimit = 200;
 
-bool IsTextNode(pugi::xml_node node) {
-  return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
-
-// Reads a whole regular file. Throws MGeneric naming the file on any failure.
-std::pair<std::unique_ptr<char[]>, std::size_t> ReadWholeFile(const std::string& path) {
+// Reads a whole regular file. The file is opened without blocking and checked to be a regular
+// file before anything is read, so a FIFO without a writer or a device cannot hang the read.
+// Throws MGeneric naming the file on any failure.
+std::pair<std::unique_ptr<char[]>, std::size_t> ReadWholeFile(const std::string& path,
+                                                              std::uint64_t maxBytes) {
   const auto fail = [&](const std::string& reason) -> MGeneric {
     return MGeneric("Cannot read '" + path + "': " + reason, path, 0, 0);
   };
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (fd < 0) throw fail(std::strerror(errno));
   struct Closer {
     int fd;
@@ -72,18 +130,20 @@ std::pair<std::unique_ptr<char[]>, std::size_t> ReadWholeFile(const std::string&
   struct stat info {};
   if (::fstat(fd, &info) != 0) throw fail(std::strerror(errno));
   if (!S_ISREG(info.st_mode)) throw fail("not a regular file");
-  const auto size = static_cast<std::size_t>(info.st_size);
-  // One spare byte keeps pugixml's in-place parse inside the buffer.
-  auto buffer = std::make_unique_for_overwrite<char[]>(size + 1);
+  const auto size = static_cast<std::uint64_t>(info.st_size);
+  if (size > maxBytes) {
+    throw fail("the file has " + std::to_string(size) + " bytes, more than the reader's limit of " +
+               std::to_string(maxBytes) + " bytes");
+  }
+  auto buffer = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size));
   std::size_t done = 0;
   while (done < size) {
-    const ssize_t n = ::read(fd, buffer.get() + done, size - done);
+    const ssize_t n = ::read(fd, buffer.get() + done, static_cast<std::size_t>(size) - done);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) throw fail(std::strerror(errno));
     if (n == 0) break;  // the file shrank while being read
     done += static_cast<std::size_t>(n);
   }
-  buffer[done] = '\0';
   return {std::move(buffer), done};
 }
 
@@ -92,28 +152,12 @@ std::pair<std::unique_ptr<char[]>, std::size_t> ReadWholeFile(const std::string&
 struct SAXReader::Impl {
   ISAXReader* reader = nullptr;
   bool keepWhitespace = true;
+  SAXReaderLimits limits;
 
   // The document of the current parse.
   std::string sourceName;
-  std::string sourcePath;          // for re-reading the original bytes (line numbers)
-  std::string_view originalBytes;  // the caller's bytes of ParseBuffer, valid during the parse
-  std::string rereadOriginal;
-  std::vector<std::size_t> lineStarts;
   std::unique_ptr<char[]> buffer;
-  std::size_t bufferSize = 0;
-  pugi::xml_document document;
-
-  // The elements in document order, built by one walk that also checks the depth, so that
-  // dispatching needs no further navigation of the tree.
-  struct ElementEntry {
-    pugi::xml_node node;
-    const char* name = nullptr;
-    std::uint32_t depth = 0;      // 0 for the root element
-    std::uint32_t end = 0;        // index after the element's subtree
-    pugi::xml_node firstText;     // first text or CDATA child
-    std::uint32_t textCount = 0;  // text and CDATA children
-  };
-  std::vector<ElementEntry> elements;
+  std::optional<Xml::Tokenizer> tokenizer;
 
   // Dispatch state.
   struct Frame {
@@ -125,11 +169,31 @@ struct SAXReader::Impl {
   // reused from element to element, so dispatching allocates nothing for names.
   std::vector<std::string> names;
   std::size_t openCount = 0;
-  std::size_t currentIndex = 0;  // the element just opened
-  pugi::xml_node current;
+
+  // The element just opened. Its attributes are the tokenizer's until the reader reads ahead
+  // inside the element; then they are copied here first.
+  std::size_t currentOffset = 0;
+  const std::vector<Xml::Attribute>* currentAttributes = nullptr;
+  std::vector<Xml::Attribute> savedAttributes;
+  std::vector<std::string> savedAttributeText;
+
+  // How far the content of the element just opened has been read:
+  //  Unread     the tokenizer stands right after its start tag;
+  //  Consumed   the tokenizer stands after its end tag (read for its text, captured, skipped);
+  //  ReadAhead  it was read to its end for its text, but it has child elements, so the
+  //             tokenizer went back to right after the start tag; `contentEnd` is the end;
+  //  Dispatched its content is being dispatched, or an end tag came since: nothing may be
+  //             read ahead any more (a handler asking from HandleEndTag gets no text).
+  enum class Content { Unread, Consumed, ReadAhead, Dispatched };
+  Content content = Content::Unread;
+  Xml::Tokenizer::State contentEnd;
+
   bool textCached = false;
   std::string_view textView;
-  std::string textStorage;
+  Xml::TextCollector text;
+  Xml::TextCollector captureText;
+  std::string textStorage;  // for GetElementText when the text is a view
+
   ISAXPersistBase* pendingChild = nullptr;
   std::unique_ptr<ISAXPersistBase> pendingOwned;
   bool skipContent = false;
@@ -138,65 +202,16 @@ struct SAXReader::Impl {
   std::vector<SAXWarning> warnings;
 
   void Reset() {
-    document.reset();
+    tokenizer.reset();
     buffer.reset();
     handlers.clear();
-    elements.clear();
     openCount = 0;
-    current = pugi::xml_node();
+    currentAttributes = nullptr;
     textCached = false;
     pendingChild = nullptr;
     pendingOwned.reset();
     references.clear();
     warnings.clear();
-    lineStarts.clear();
-    rereadOriginal.clear();
-    originalBytes = {};
-  }
-
-  // The original bytes of the document, for turning offsets into lines and columns.
-  std::string_view Original() {
-    if (!originalBytes.empty() || sourcePath.empty()) return originalBytes;
-    if (rereadOriginal.empty()) {
-      try {
-        auto [bytes, size] = ReadWholeFile(sourcePath);
-        rereadOriginal.assign(bytes.get(), size);
-      } catch (const MGeneric&) {
-        // The file vanished between the parse and the message: positions become unknown.
-      }
-    }
-    return rereadOriginal;
-  }
-
-  std::pair<int, int> LineColumn(std::size_t offset) {
-    const std::string_view original = Original();
-    if (offset > original.size()) return {0, 0};
-    if (lineStarts.empty()) {
-      lineStarts.push_back(0);
-      std::size_t at = 0;
-      while ((at = original.find('\n', at)) != std::string_view::npos)
-        lineStarts.push_back(++at);
-    }
-    const auto it = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset) - 1;
-    return {static_cast<int>(it - lineStarts.begin()) + 1, static_cast<int>(offset - *it) + 1};
-  }
-
-  std::string Location(std::size_t offset) {
-    const auto [line, column] = LineColumn(offset);
-    return sourceName + ":" + std::to_string(line) + ":" + std::to_string(column);
-  }
-
-  [[noreturn]] void Fail(std::size_t offset, const std::string& reason) {
-    const auto [line, column] = LineColumn(offset);
-    throw MGeneric(Location(offset) + ": " + reason, sourceName, line, column);
-  }
-
-  // Offset of an element's '<' in the original document.
-  std::size_t OffsetOf(pugi::xml_node node) const { return OffsetOfName(node.name()); }
-  std::size_t OffsetOfName(const char* name) const {
-    if (name < buffer.get() || name >= buffer.get() + bufferSize) return 0;
-    const auto offset = static_cast<std::size_t>(name - buffer.get());
-    return offset > 0 ? offset - 1 : 0;
   }
 
   // The names of the open elements joined by '/', leaving out the innermost `skip`.
@@ -209,144 +224,94 @@ struct SAXReader::Impl {
     return path;
   }
 
+  const std::vector<Xml::Attribute>& CurrentAttributes() const {
+    static const std::vector<Xml::Attribute> kNone;
+    return currentAttributes != nullptr ? *currentAttributes : kNone;
+  }
+
+  // Copies the attributes of the element just opened out of the tokenizer, which reuses its
+  // own for every start tag.
+  void SaveAttributes() {
+    if (currentAttributes == &savedAttributes || currentAttributes == nullptr) return;
+    if (currentAttributes->empty()) {
+      savedAttributes.clear();
+      currentAttributes = &savedAttributes;
+      return;
+    }
+    savedAttributeText.clear();
+    for (const Xml::Attribute& a : *currentAttributes) {
+      savedAttributeText.emplace_back(a.name);
+      savedAttributeText.emplace_back(a.value);
+    }
+    savedAttributes.clear();
+    for (std::size_t i = 0; i < savedAttributeText.size(); i += 2)
+      savedAttributes.push_back({savedAttributeText[i], savedAttributeText[i + 1]});
+    currentAttributes = &savedAttributes;
+  }
+
+  // Reads the rest of the element just opened, through its end tag; its own text goes to
+  // `collector` when not null. True when it has child elements.
+  bool ReadContent(Xml::TextCollector* collector) {
+    using Event = Xml::Tokenizer::Event;
+    bool children = false;
+    std::size_t depth = 0;  // open elements inside the element
+    for (;;) {
+      const Event event = tokenizer->Next(depth == 0 ? collector : nullptr);
+      if (event == Event::StartElement) {
+        children = true;
+        ++depth;
+      } else if (event == Event::EndElement) {
+        if (depth == 0) return children;
+        --depth;
+      } else {
+        return children;  // not reached: the tokenizer refuses an unclosed element
+      }
+    }
+  }
+
   std::string_view ElementText() {
     if (textCached) return textView;
     textCached = true;
     textView = {};
-    const ElementEntry& entry = elements[currentIndex];
-    if (entry.textCount == 1) {
-      textView = entry.firstText.value();
-    } else if (entry.textCount > 1) {
-      textStorage.clear();
-      for (pugi::xml_node child = entry.firstText; child; child = child.next_sibling()) {
-        if (IsTextNode(child)) textStorage += child.value();
+    if (content == Content::Unread) {
+      SaveAttributes();
+      text.Clear();
+      const Xml::Tokenizer::State start = tokenizer->Save();
+      const bool children = ReadContent(&text);
+      textView = text.Finish(children);
+      if (children) {
+        contentEnd = tokenizer->Save();
+        tokenizer->Restore(start);
+        content = Content::ReadAhead;
+      } else {
+        content = Content::Consumed;
       }
-      textView = textStorage;
     }
     if (!keepWhitespace) textView = ValueText::TrimXmlSpace(textView);
     return textView;
   }
 
-  void LoadAndParse(std::string_view documentBytes, std::unique_ptr<char[]> ownedBuffer);
-  void CheckDocument();
+  // Brings the tokenizer past the end tag of the element just opened without dispatching.
+  void FinishContent() {
+    if (content == Content::ReadAhead) tokenizer->Restore(contentEnd);
+    if (content == Content::Unread) ReadContent(nullptr);
+    content = Content::Consumed;
+  }
+
+  bool Capture(TalSDK::MSaxUnhandledElement& element);
   void Dispatch(ISAXPersistBase* root);
-  void IndexElements(pugi::xml_node root);
-  bool StartElement(std::size_t index);
+  bool StartElement();
   void EndElement(bool wasDelegated);
+  void Run(std::string_view document, ISAXPersistBase* root);
 };
 
-void SAXReader::Impl::LoadAndParse(std::string_view documentBytes,
-                                   std::unique_ptr<char[]> ownedBuffer) {
-  buffer = std::move(ownedBuffer);
-  bufferSize = documentBytes.size();
-  std::string_view bytes(buffer.get(), bufferSize);
-
-  // Only UTF-8 is read. A UTF-8 byte order mark is skipped; UTF-16 and UTF-32 ones are refused.
-  std::size_t start = 0;
-  if (bytes.starts_with("\xEF\xBB\xBF")) {
-    start = 3;
-  } else if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF") ||
-             bytes.starts_with(std::string_view("\0\0\xFE\xFF", 4))) {
-    Fail(0, "not a UTF-8 document (UTF-16 or UTF-32 byte order mark)");
-  }
-  // pugixml does not validate UTF-8 or XML characters; the whole document is checked first so
-  // that no invalid text reaches a handler or a kept element.
-  if (const auto problem = XmlText::FindProblem(bytes.substr(start))) {
-    Fail(start + problem->offset, problem->reason);
-  }
-
-  constexpr unsigned int kOptions = pugi::parse_default | pugi::parse_ws_pcdata_single |
-                                    pugi::parse_declaration | pugi::parse_doctype;
-  const pugi::xml_parse_result result = document.load_buffer_inplace(
-      buffer.get() + start, bufferSize - start, kOptions, pugi::encoding_utf8);
-  if (result.status == pugi::status_no_document_element) Fail(bufferSize, "no root element");
-  if (!result) {
-    Fail(start + static_cast<std::size_t>(result.offset),
-         std::string("not well-formed XML: ") + result.description());
-  }
-  CheckDocument();
-}
-
-// Refuses what parsed but is not a machine document: a DOCTYPE (its entities would otherwise
-// pass through as literal text), a declared encoding other than UTF-8, no root element, and
-// nesting deeper than kMaxElementDepth.
-void SAXReader::Impl::CheckDocument() {
-  bool hasRoot = false;
-  for (pugi::xml_node child = document.first_child(); child; child = child.next_sibling()) {
-    if (child.type() == pugi::node_doctype) {
-      const char* value = child.value();
-      const std::size_t offset = value >= buffer.get() && value < buffer.get() + bufferSize
-                                     ? static_cast<std::size_t>(value - buffer.get())
-                                     : 0;
-      Fail(offset, "a DOCTYPE is not allowed in this document");
-    }
-    if (child.type() == pugi::node_declaration) {
-      const pugi::xml_attribute encoding = child.attribute("encoding");
-      if (encoding) {
-        std::string value = encoding.value();
-        std::transform(value.begin(), value.end(), value.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (value != "utf-8" && value != "utf8" && value != "us-ascii" && value != "ascii") {
-          Fail(OffsetOf(child), "declares the encoding '" + std::string(encoding.value()) +
-                                    "'; only UTF-8 documents are read");
-        }
-      }
-    }
-    if (child.type() == pugi::node_element) {
-      if (hasRoot) Fail(OffsetOf(child), "more than one root element");
-      hasRoot = true;
-    }
-    if (IsTextNode(child)) Fail(bufferSize, "text outside the root element");
-  }
-  if (!hasRoot) Fail(bufferSize, "no root element");
-
-  IndexElements(document.document_element());
-}
-
-// Lists the elements in document order with their depth, subtree end and text children, and
-// refuses documents nested deeper than kMaxElementDepth. Iterative: no recursion, whatever
-// the input.
-void SAXReader::Impl::IndexElements(pugi::xml_node root) {
-  std::vector<std::uint32_t> open;
-  pugi::xml_node node = root;
-  for (;;) {
-    if (node.type() == pugi::node_element) {
-      if (open.size() >= static_cast<std::size_t>(kMaxElementDepth)) {
-        Fail(OffsetOf(node),
-             "elements nested deeper than " + std::to_string(kMaxElementDepth) + " levels");
-      }
-      open.push_back(static_cast<std::uint32_t>(elements.size()));
-      elements.push_back(
-          {node, node.name(), static_cast<std::uint32_t>(open.size() - 1), 0, {}, 0});
-      if (pugi::xml_node child = node.first_child()) {
-        node = child;
-        continue;
-      }
-      elements[open.back()].end = static_cast<std::uint32_t>(elements.size());
-      open.pop_back();
-    } else if (IsTextNode(node)) {
-      ElementEntry& parent = elements[open.back()];
-      if (parent.textCount++ == 0) parent.firstText = node;
-    }
-    if (open.empty()) return;
-    // Climb to the next sibling, closing the elements left on the way.
-    while (!node.next_sibling()) {
-      node = node.parent();
-      elements[open.back()].end = static_cast<std::uint32_t>(elements.size());
-      open.pop_back();
-      if (open.empty()) return;
-    }
-    node = node.next_sibling();
-  }
-}
-
 // Offers the element to the current handler; true when it delegated the element's content.
-bool SAXReader::Impl::StartElement(std::size_t index) {
-  const ElementEntry& entry = elements[index];
+bool SAXReader::Impl::StartElement() {
   if (names.size() <= openCount) names.emplace_back();
-  names[openCount++].assign(entry.name);
-  currentIndex = index;
-  current = entry.node;
+  names[openCount++].assign(tokenizer->Name());
+  currentOffset = tokenizer->TagOffset();
+  currentAttributes = &tokenizer->Attributes();
+  content = Content::Unread;
   textCached = false;
   pendingChild = nullptr;
   pendingOwned.reset();
@@ -357,7 +322,7 @@ bool SAXReader::Impl::StartElement(std::size_t index) {
     pendingChild = nullptr;
     pendingOwned.reset();
     skipContent = true;
-    const auto [line, column] = LineColumn(OffsetOfName(entry.name));
+    const auto [line, column] = tokenizer->LineColumn(currentOffset);
     SAXWarning warning{PathOfOpenElements(), line, column, std::string(ElementText())};
     if (warning.text.size() > kWarningTextLimit) warning.text.resize(kWarningTextLimit);
     warnings.push_back(std::move(warning));
@@ -367,9 +332,9 @@ bool SAXReader::Impl::StartElement(std::size_t index) {
   Frame frame{pendingChild, std::move(pendingOwned)};
   pendingChild = nullptr;
   // An element carrying ID="n" gives its object id to the handler of its content.
-  if (const pugi::xml_attribute id = entry.node.attribute("ID")) {
+  for (const Xml::Attribute& attribute : CurrentAttributes()) {
     unsigned int value = 0;
-    if (ValueText::Parse(id.value(), value) && value != 0) {
+    if (attribute.name == "ID" && ValueText::Parse(attribute.value, value) && value != 0) {
       frame.handler->SetObjectId(value);
       if (ISAXReference* reference = frame.handler->GetObjectReference()) {
         references[value] = reference;
@@ -399,26 +364,101 @@ void SAXReader::Impl::EndElement(bool wasDelegated) {
 }
 
 void SAXReader::Impl::Dispatch(ISAXPersistBase* root) {
+  using Event = Xml::Tokenizer::Event;
   handlers.push_back(Frame{root, nullptr});
-  // Indices of the open elements and whether each delegated its content.
-  std::vector<std::pair<std::uint32_t, bool>> open;
-  const auto closeUntil = [&](std::size_t next) {
-    while (!open.empty() && elements[open.back().first].end <= next) {
-      const bool delegated = open.back().second;
-      open.pop_back();
-      EndElement(delegated);
+  // Whether each open element that is being dispatched delegated its content.
+  std::vector<bool> delegated;
+  for (;;) {
+    const Event event = tokenizer->Next(nullptr);
+    if (event == Event::EndOfDocument) break;
+    if (event == Event::EndElement) {
+      const bool wasDelegated = delegated.back();
+      delegated.pop_back();
+      content = Content::Dispatched;
+      EndElement(wasDelegated);
+      continue;
     }
-  };
-  std::size_t index = 0;
-  while (index < elements.size()) {
-    closeUntil(index);
-    const bool delegated = StartElement(index);
-    open.emplace_back(static_cast<std::uint32_t>(index), delegated);
-    index = skipContent ? elements[index].end : index + 1;
+    const bool delegatedNow = StartElement();
+    if (skipContent || content == Content::Consumed) {
+      FinishContent();
+      EndElement(delegatedNow);
+    } else {
+      delegated.push_back(delegatedNow);
+      content = Content::Dispatched;
+    }
   }
-  closeUntil(elements.size());
   handlers.clear();
-  current = pugi::xml_node();
+  currentAttributes = nullptr;
+}
+
+void SAXReader::Impl::Run(std::string_view document, ISAXPersistBase* root) {
+  if (document.size() > limits.maxDocumentBytes) {
+    throw MGeneric(sourceName + ": the document has " + std::to_string(document.size()) +
+                       " bytes, more than the reader's limit of " +
+                       std::to_string(limits.maxDocumentBytes) + " bytes",
+                   sourceName, 0, 0);
+  }
+  tokenizer.emplace(
+      document, sourceName,
+      Xml::Tokenizer::Limits{limits.maxElements, static_cast<std::size_t>(kMaxElementDepth)});
+  rootHandler = root;
+  Dispatch(root);
+}
+
+// Copies the element just opened, with everything inside it, in one pass over its content.
+// White-space-only text beside child elements is formatting and is left out.
+bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
+  using Event = Xml::Tokenizer::Event;
+  using Node = TalSDK::MSaxUnhandledElement::Node;
+  skipContent = true;
+  element.Clear();
+  element.SetSourceLine(tokenizer->LineColumn(currentOffset).first);
+  element.SetSourcePath(PathOfOpenElements(1));
+
+  const auto copyAttributes = [](const std::vector<Xml::Attribute>& attributes) {
+    std::vector<TalSDK::MSaxUnhandledElement::Attribute> copy;
+    copy.reserve(attributes.size());
+    for (const Xml::Attribute& a : attributes)
+      copy.push_back({std::string(a.name), std::string(a.value)});
+    return copy;
+  };
+  element.AppendNode(
+      Node{Node::Kind::Element, 0, names[openCount - 1], copyAttributes(CurrentAttributes())});
+  if (content == Content::Consumed) {
+    // Read ahead for its text, which is all it holds.
+    if (textCached) element.AppendNode(Node{Node::Kind::Text, 1, std::string(textView), {}});
+    return true;
+  }
+  // With ReadAhead the tokenizer already stands right after the start tag again.
+  std::vector<bool> hasChildren{false};  // per open level, the captured element first
+  const auto flushText = [&](bool children) {
+    const std::string_view run = captureText.Finish(children);
+    if (!run.empty()) {
+      element.AppendNode(Node{
+          Node::Kind::Text, static_cast<std::uint32_t>(hasChildren.size()), std::string(run), {}});
+    }
+    captureText.Clear();
+  };
+  captureText.Clear();
+  for (;;) {
+    const Event event = tokenizer->Next(&captureText);
+    if (event == Event::StartElement) {
+      flushText(true);
+      hasChildren.back() = true;
+      element.AppendNode(Node{Node::Kind::Element, static_cast<std::uint32_t>(hasChildren.size()),
+                              std::string(tokenizer->Name()),
+                              copyAttributes(tokenizer->Attributes())});
+      hasChildren.push_back(false);
+    } else if (event == Event::EndElement) {
+      flushText(hasChildren.back());
+      hasChildren.pop_back();
+      if (hasChildren.empty()) break;
+    } else {
+      break;  // not reached: the tokenizer refuses an unclosed element
+    }
+  }
+  content = Content::Consumed;
+  return true;
 }
 
 SAXReader::SAXReader(bool keepWhitespace, const std::shared_ptr<SAXContexts::ISAXContext>& context)
@@ -434,11 +474,9 @@ void SAXReader::Parse(const wchar_t* path, ISAXPersistBase* root) {
   impl.Reset();
   const std::string utf8Path = StringConversion::NativeToUtf8(path);
   impl.sourceName = utf8Path;
-  impl.sourcePath = utf8Path;
-  auto [bytes, size] = ReadWholeFile(utf8Path);
-  impl.LoadAndParse(std::string_view(bytes.get(), size), std::move(bytes));
-  impl.rootHandler = root;
-  impl.Dispatch(root);
+  auto [bytes, size] = ReadWholeFile(utf8Path, impl.limits.maxDocumentBytes);
+  impl.buffer = std::move(bytes);
+  impl.Run(std::string_view(impl.buffer.get(), size), root);
 }
 
 void SAXReader::ParseBuffer(std::string_view document, ISAXPersistBase* root,
@@ -446,15 +484,9 @@ void SAXReader::ParseBuffer(std::string_view document, ISAXPersistBase* root,
   Impl& impl = *m_impl;
   impl.Reset();
   impl.sourceName = sourceName;
-  impl.sourcePath.clear();
-  auto copy = std::make_unique_for_overwrite<char[]>(document.size() + 1);
-  std::memcpy(copy.get(), document.data(), document.size());
-  copy[document.size()] = '\0';
-  impl.originalBytes = document;
-  impl.LoadAndParse(document, std::move(copy));
-  impl.rootHandler = root;
-  impl.Dispatch(root);
-  impl.originalBytes = {};
+  // The caller's bytes stay valid for the call: they are read in place.
+  impl.Run(document, root);
+  impl.tokenizer.reset();
 }
 
 void SAXReader::InitHelpersAfterLoading() {
@@ -465,6 +497,14 @@ void SAXReader::InitHelpersAfterLoading() {
 
 const std::vector<SAXWarning>& SAXReader::GetWarnings() const {
   return m_impl->warnings;
+}
+
+void SAXReader::SetLimits(const SAXReaderLimits& limits) {
+  m_impl->limits = limits;
+}
+
+const SAXReaderLimits& SAXReader::GetLimits() const {
+  return m_impl->limits;
 }
 
 bool SAXReader::DelegateToChild(ISAXPersistBase& child) {
@@ -500,54 +540,19 @@ const std::string& SAXReader::GetParentTagName(int levelsUp) const {
 }
 
 std::optional<std::string_view> SAXReader::GetAttribute(std::string_view name) const {
-  for (pugi::xml_attribute a = m_impl->current.first_attribute(); a; a = a.next_attribute()) {
-    if (name == a.name()) return std::string_view(a.value());
+  for (const Xml::Attribute& attribute : m_impl->CurrentAttributes()) {
+    if (attribute.name == name) return attribute.value;
   }
   return std::nullopt;
 }
 
 bool SAXReader::CaptureElement(TalSDK::MSaxUnhandledElement& element) {
-  Impl& impl = *m_impl;
-  impl.skipContent = true;
-  element.Clear();
-  element.SetSourceLine(impl.LineColumn(impl.OffsetOf(impl.current)).first);
-  element.SetSourcePath(impl.PathOfOpenElements(1));
-
-  using Node = TalSDK::MSaxUnhandledElement::Node;
-  bool valid = true;
-  const auto check = [&valid](std::string_view text) {
-    if (valid && !XmlText::IsValid(text)) valid = false;
-  };
-  // Iterative pre-order copy.
-  std::uint32_t depth = 0;
-  pugi::xml_node node = impl.current;
-  while (node) {
-    if (node.type() == pugi::node_element) {
-      Node copy{Node::Kind::Element, depth, node.name(), {}};
-      for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
-        copy.attributes.push_back({a.name(), a.value()});
-        check(a.value());
-      }
-      element.AppendNode(std::move(copy));
-      if (pugi::xml_node child = node.first_child()) {
-        node = child;
-        ++depth;
-        continue;
-      }
-    } else if (IsTextNode(node)) {
-      check(node.value());
-      element.AppendNode(Node{Node::Kind::Text, depth, node.value(), {}});
-    }
-    // Next node: a sibling, or the sibling of the nearest ancestor inside the captured element.
-    while (node != impl.current && !node.next_sibling()) {
-      node = node.parent();
-      --depth;
-    }
-    if (node == impl.current) break;
-    node = node.next_sibling();
-  }
-  if (!valid) element.Clear();
-  return valid;
+  // Only the element just opened, from inside HandleTag, can be captured.
+  const bool justOpened = m_impl->content == Impl::Content::Unread ||
+                          m_impl->content == Impl::Content::ReadAhead ||
+                          (m_impl->content == Impl::Content::Consumed && m_impl->textCached);
+  if (!m_impl->tokenizer || m_impl->openCount == 0 || !justOpened) return false;
+  return m_impl->Capture(element);
 }
 
 void SAXReader::SkipElementContent() {

@@ -101,6 +101,7 @@ const char* AttributeEscape(char c) {
 struct SAXWriter::Impl {
   // Output.
   int fd = -1;
+  bool ownsFd = true;
   std::string* target = nullptr;
   std::string path;  // UTF-8, for messages
   std::unique_ptr<char[]> buffer = std::make_unique_for_overwrite<char[]>(kBufferCapacity);
@@ -259,6 +260,7 @@ struct SAXWriter::Impl {
 
   void Reset() {
     fd = -1;
+    ownsFd = true;
     target = nullptr;
     used = 0;
     isOpen = false;
@@ -297,7 +299,7 @@ struct SAXWriter::Impl {
         if (!error) Flush();
       } catch (...) {
       }
-      ::close(fd);
+      if (ownsFd) ::close(fd);
     }
     fd = -1;
     isOpen = false;
@@ -344,6 +346,18 @@ bool SAXWriter::OpenString(std::string& target, bool indent) {
   return true;
 }
 
+bool SAXWriter::OpenDescriptor(int fd, const std::string& name, bool indent) {
+  if (m_impl->isOpen) m_impl->Abandon();
+  m_impl->Reset();
+  if (fd < 0) return false;
+  m_impl->fd = fd;
+  m_impl->ownsFd = false;
+  m_impl->path = name;
+  m_impl->indent = indent;
+  m_impl->Begin();
+  return true;
+}
+
 void SAXWriter::SetProjectTag(const std::string& tag) {
   m_impl->projectTag = tag;
 }
@@ -373,7 +387,7 @@ bool SAXWriter::Close() {
   impl.isOpen = false;
   if (impl.target == nullptr) {
     const int fd = std::exchange(impl.fd, -1);
-    if (::close(fd) != 0) impl.Fail(std::strerror(errno));
+    if (impl.ownsFd && ::close(fd) != 0) impl.Fail(std::strerror(errno));
   }
   return true;
 }

@@ -1,7 +1,15 @@
 #include <TalSDK/machine/MachineFile.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <filesystem>
+#include <optional>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -46,19 +54,20 @@ MSaxPersistExtensibleObject::OperatingMode OperatingModeOf(Policy policy) {
       "MachineParametersSaxRead::LoadPolicyUnhandledElements enum");
 }
 
+// The root "Machine" and everything in it; false when a block refused to write.
+bool WriteMachine(TalSAX::SAXWriter& writer, const MachineParameters& machine) {
+  MSAXTagWriter root(writer, "Machine");
+  MachineParametersSaxWrite content(machine);
+  content.RegisterUnhandledElementIds(writer);
+  return content.Write(writer);
+}
+
 bool Save(const MachineParameters& machine, const wchar_t* path, std::wstring* message) {
   try {
     TalSAX::SAXWriter writer(nullptr);
     if (!writer.Open(path, TalSAX::eEncryptionNone, TalSAX::eCompressionNone, true)) return false;
-    bool written = false;
-    {
-      MSAXTagWriter root(writer, "Machine");
-      MachineParametersSaxWrite content(machine);
-      content.RegisterUnhandledElementIds(writer);
-      written = content.Write(writer);
-    }
     // A block that refused leaves the file as written so far: the writer is dropped unclosed.
-    if (!written) return false;
+    if (!WriteMachine(writer, machine)) return false;
     writer.Close();
     return true;
   } catch (const MGeneric& error) {
@@ -72,15 +81,85 @@ bool Save(const MachineParameters& machine, const wchar_t* path, std::wstring* m
   }
 }
 
+// Follows symbolic links from `path` to the file they finally name, which need not exist yet.
+std::optional<std::filesystem::path> ResolveLinks(std::filesystem::path path, std::string& error) {
+  for (int hops = 0; hops < 40; ++hops) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) {
+      if (errno == ENOENT) return path;
+      error = std::strerror(errno);
+      return std::nullopt;
+    }
+    if (!S_ISLNK(info.st_mode)) return path;
+    std::error_code failure;
+    std::filesystem::path target = std::filesystem::read_symlink(path, failure);
+    if (failure) {
+      error = failure.message();
+      return std::nullopt;
+    }
+    path = target.is_relative() ? path.parent_path() / target : target;
+  }
+  error = "too many levels of symbolic links";
+  return std::nullopt;
+}
+
+// A temporary file beside the target, removed unless it was renamed into place.
+class TemporaryFile {
+ public:
+  TemporaryFile() = default;
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    if (m_fd >= 0) ::close(m_fd);
+    if (!m_path.empty()) ::unlink(m_path.c_str());
+  }
+
+  // Creates a file that did not exist; errno tells why not when false.
+  bool Create(const std::filesystem::path& target, mode_t mode) {
+    std::random_device seed;
+    std::mt19937_64 random(seed());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+      std::string name = ".";
+      name += target.filename().string();
+      name += ".tmp-";
+      name += std::to_string(random() % 1000000000);
+      const std::filesystem::path candidate = target.parent_path() / name;
+      m_fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+      if (m_fd >= 0) {
+        m_path = candidate;
+        return true;
+      }
+      if (errno != EEXIST) return false;
+    }
+    return false;
+  }
+  int Descriptor() const { return m_fd; }
+  const std::filesystem::path& Path() const { return m_path; }
+  // Closes the descriptor; false (errno set) when the close reports a failed write.
+  bool Close() { return ::close(std::exchange(m_fd, -1)) == 0; }
+  // The file was renamed into place: nothing to remove.
+  void Keep() { m_path.clear(); }
+
+ private:
+  int m_fd = -1;
+  std::filesystem::path m_path;
+};
+
 }  // namespace
 
 MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* path, Policy policy) {
+  return LoadMachineFile(machine, path, policy, TalSAX::SAXReaderLimits{});
+}
+
+MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* path, Policy policy,
+                                  const TalSAX::SAXReaderLimits& limits) {
   MachineLoadResult result;
   try {
     // The mode holds for the whole machine: every block keeps or drops alike.
     Utilities::SetOperatingModeOfAllNodes(machine, OperatingModeOf(policy));
     {
       TalSAX::SAXReader reader(true, nullptr);
+      reader.SetLimits(limits);
       TMCFHandler handler(machine);
       reader.Parse(path, &handler);
       reader.InitHelpersAfterLoading();
@@ -135,6 +214,74 @@ bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path, std::wstr
 
 bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path) {
   return Save(machine, path, nullptr);
+}
+
+MachineSaveResult SaveMachineFileAtomically(const MachineParameters& machine, const wchar_t* path) {
+  MachineSaveResult result;
+  std::string name;
+  if (path == nullptr || !StringConversion::TryNativeToUtf8(path, name) || name.empty()) {
+    result.message = L"Cannot save: no file name";
+    return result;
+  }
+  const auto fail = [&](const std::string& reason) {
+    result.message = StringConversion::Utf8ToNative("Cannot save '" + name + "': " + reason);
+    return result;
+  };
+  try {
+    std::string error;
+    const std::optional<std::filesystem::path> target = ResolveLinks(name, error);
+    if (!target) return fail(error);
+
+    // A file that is replaced keeps its permission bits; a new one gets the usual 0666 less
+    // the umask.
+    struct stat info {};
+    bool replacing = false;
+    if (::stat(target->c_str(), &info) == 0) {
+      if (!S_ISREG(info.st_mode)) return fail("not a regular file");
+      replacing = true;
+    } else if (errno != ENOENT) {
+      return fail(std::strerror(errno));
+    }
+    TemporaryFile temporary;
+    if (!temporary.Create(*target, replacing ? 0600 : 0666)) return fail(std::strerror(errno));
+    if (replacing && ::fchmod(temporary.Descriptor(), info.st_mode & 07777) != 0) {
+      return fail(std::strerror(errno));
+    }
+
+    TalSAX::SAXWriter writer(nullptr);
+    writer.OpenDescriptor(temporary.Descriptor(), name, true);
+    if (!WriteMachine(writer, machine)) {
+      return fail("a block of the machine could not be written; the file was not changed");
+    }
+    writer.Close();
+    if (::fsync(temporary.Descriptor()) != 0 || !temporary.Close()) {
+      return fail(std::strerror(errno));
+    }
+    if (::rename(temporary.Path().c_str(), target->c_str()) != 0) {
+      return fail(std::strerror(errno));
+    }
+    temporary.Keep();
+
+    // The rename itself reaches the disk with the directory.
+    std::filesystem::path directory = target->parent_path();
+    if (directory.empty()) directory = ".";
+    const int directoryFd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool flushed = directoryFd >= 0 && ::fsync(directoryFd) == 0;
+    const int flushError = errno;
+    if (directoryFd >= 0) ::close(directoryFd);
+    result.success = true;
+    if (!flushed) {
+      result.message = StringConversion::Utf8ToNative(
+          "Saved '" + name +
+          "', but its directory could not be flushed to disk: " + std::strerror(flushError));
+    }
+    return result;
+  } catch (const MGeneric& error) {
+    result.message = StringConversion::Utf8ToNative(error.GetMessage());
+  } catch (const std::exception& error) {
+    result.message = StringConversion::Utf8ToNative(error.what());
+  }
+  return result;
 }
 
 }  // namespace TalAM

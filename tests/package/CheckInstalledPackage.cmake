@@ -55,8 +55,7 @@ if(STEP STREQUAL "install")
     endif()
   endforeach()
 
-  # The static sibling layer and pugixml live inside the shared library; they are not
-  # installed on their own.
+  # The static sibling layer lives inside the shared library; it is not installed on its own.
   file(GLOB_RECURSE archives ${STAGE}/*.a)
   if(archives)
     message(FATAL_ERROR "Static libraries installed: ${archives}")

@@ -46,6 +46,12 @@ struct MachineLoadResult {
 TALSDK_MACHINES_EXPORT MachineLoadResult
 LoadMachineFile(MachineParameters& machine, const wchar_t* path,
                 MachineParametersSaxRead::LoadPolicyUnhandledElements policy);
+// The same with other bounds on the file read (the default: 1 GiB and 10 million elements).
+// A file beyond them fails the load with a message that names the limit.
+TALSDK_MACHINES_EXPORT MachineLoadResult
+LoadMachineFile(MachineParameters& machine, const wchar_t* path,
+                MachineParametersSaxRead::LoadPolicyUnhandledElements policy,
+                const TalSAX::SAXReaderLimits& limits);
 
 // Saves `machine` to the file at `path`. False when the file cannot be created (no message),
 // when a block refuses to write (no message; the file holds what was written so far) or on a
@@ -53,5 +59,24 @@ LoadMachineFile(MachineParameters& machine, const wchar_t* path,
 TALSDK_MACHINES_EXPORT bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path,
                                        std::wstring& message);
 TALSDK_MACHINES_EXPORT bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path);
+
+// The outcome of SaveMachineFileAtomically.
+struct MachineSaveResult {
+  bool success = false;
+  // Why the save failed; on success empty, or a warning when the file was replaced but the
+  // directory could not be flushed (the replacement may not survive a power failure).
+  std::wstring message;
+};
+
+// Saves `machine` to `path` without ever leaving a damaged or partial file there: the document
+// is written to a new temporary file in the same directory, flushed to disk, and renamed over
+// `path` only when everything was written; then the directory is flushed. Readers see either
+// the previous file or the complete new one. On failure the previous file is untouched and no
+// temporary file remains. A `path` that is a symbolic link updates the file it points to (the
+// link stays); an existing `path` that is not a regular file (a directory, a device, a FIFO) is
+// refused. A replaced file keeps its permission bits. The file written is the one SaveToTMCF
+// writes.
+TALSDK_MACHINES_EXPORT MachineSaveResult SaveMachineFileAtomically(const MachineParameters& machine,
+                                                                   const wchar_t* path);
 
 }  // namespace TalAM

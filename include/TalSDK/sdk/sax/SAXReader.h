@@ -1,7 +1,8 @@
 #pragma once
-// The tag reader: parses a whole document with pugixml and dispatches its elements,
-// depth-first, to the current handler (an ISAXPersistBase). Handlers delegate the content of
-// an element to a child handler; the previous handler becomes current again at its end tag.
+// The tag reader: reads a whole document into memory, checks that it is well-formed XML 1.0
+// while tokenizing it in one pass, and dispatches its elements, depth-first, to the current
+// handler (an ISAXPersistBase). Handlers delegate the content of an element to a child
+// handler; the previous handler becomes current again at its end tag.
 
 #include <cstdint>
 #include <memory>
@@ -40,6 +41,13 @@ struct SAXWarning {
 
 // Documents nested deeper than this are refused.
 inline constexpr int kMaxElementDepth = 256;
+
+// Bounds on what one parse reads; a document beyond either is refused with MGeneric before
+// it can exhaust memory.
+struct SAXReaderLimits {
+  std::uint64_t maxDocumentBytes = std::uint64_t{1} << 30;  // 1 GiB
+  std::uint64_t maxElements = 10'000'000;
+};
 
 class TALSDK_SDK_EXPORT ISAXReader {
  public:
@@ -96,6 +104,11 @@ class TALSDK_SDK_EXPORT ISAXReader {
 
   // The binary payload of the element just opened.
   MSAXStreamBinaryIn GetBinaryInStream() const { return MSAXStreamBinaryIn(GetElementTextView()); }
+
+ protected:
+  // True when every element text this reader hands out is already known to be valid UTF-8
+  // made of characters XML 1.0 allows, so that ReadValue need not check it again.
+  virtual bool IsElementTextChecked() const { return false; }
 };
 
 class TALSDK_SDK_EXPORT SAXReader : public ISAXReader {
@@ -107,8 +120,10 @@ class TALSDK_SDK_EXPORT SAXReader : public ISAXReader {
   SAXReader& operator=(const SAXReader&) = delete;
 
   // Parses the file and dispatches it to `root`. Throws MGeneric when the file cannot be
-  // read, is not UTF-8, is not well-formed XML, carries a DOCTYPE, or nests deeper than
-  // kMaxElementDepth; the message names the file, the line and column, and the reason.
+  // read or is not a regular file (a FIFO or device is refused without blocking), is not
+  // UTF-8, is not well-formed XML, carries a DOCTYPE, nests deeper than kMaxElementDepth or
+  // exceeds the limits; the message names the file, the line and column, and the reason.
+  // Handlers have received everything before the fault.
   void Parse(const wchar_t* path, ISAXPersistBase* root);
   // The same for a document in memory; `sourceName` stands for the file name in messages.
   void ParseBuffer(std::string_view document, ISAXPersistBase* root,
@@ -122,6 +137,10 @@ class TALSDK_SDK_EXPORT SAXReader : public ISAXReader {
   // Elements refused by their handlers during the last parse, in document order.
   const std::vector<SAXWarning>& GetWarnings() const;
 
+  // The limits of the following parses (SAXReaderLimits gives the defaults).
+  void SetLimits(const SAXReaderLimits& limits);
+  const SAXReaderLimits& GetLimits() const;
+
   bool DelegateToChild(ISAXPersistBase& child) override;
   bool DelegateToOwnedChild(ISAXPersistBase* child) override;
   const std::string& GetElementText() override;
@@ -131,6 +150,9 @@ class TALSDK_SDK_EXPORT SAXReader : public ISAXReader {
   bool CaptureElement(TalSDK::MSaxUnhandledElement& element) override;
   void SkipElementContent() override;
   ISAXReference* FindReference(unsigned int objectId) const override;
+
+ protected:
+  bool IsElementTextChecked() const override { return true; }
 
  private:
   struct Impl;

@@ -95,6 +95,9 @@ class TALSDK_SDK_EXPORT SAXWriter : public ISAXWriter {
   bool OpenXMLBase64(const wchar_t* path);
   // Writes the document into `target` instead of a file (replacing its content).
   bool OpenString(std::string& target, bool indent = true);
+  // Writes the document to the open file descriptor `fd`, which stays the caller's: Close
+  // writes out what is buffered and leaves it open. `name` stands for the file in messages.
+  bool OpenDescriptor(int fd, const std::string& name, bool indent = true);
 
   // An element that encloses the whole document, with an optional namespace declaration
   // (xmlns:name="value", or xmlns="value" when the name is empty). Set before opening.

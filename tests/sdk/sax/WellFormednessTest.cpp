@@ -1,0 +1,309 @@
+// What the reader accepts and refuses as XML: one case per rule of well-formedness, edge cases
+// that must load with the text they yield, and James Clark's XML test cases when present.
+
+#include <TalSDK/sdk/sax/SAXReader.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+#include <TalSDK/sdk/sax/SAXError.h>
+#include "support/TestSupport.h"
+
+using TalSAX::SAXReader;
+using TalSDK::FileIO::MSAXError::MGeneric;
+using ::testing::HasSubstr;
+
+namespace {
+
+struct Refusal {
+  std::string message;
+  int line = 0, column = 0;
+};
+
+// The error of reading `xml`, or an empty message when it reads.
+Refusal Refuse(std::string_view xml) {
+  TestSupport::KeepEverything root;
+  try {
+    SAXReader(true, nullptr).ParseBuffer(xml, &root, "doc.xml");
+  } catch (const MGeneric& error) {
+    return {error.GetMessage(), error.GetLine(), error.GetColumn()};
+  }
+  return {};
+}
+
+// Records, for every element, "name|text|attr=value|...", as the dispatching reader sees it.
+class Recorder : public ISAXPersist {
+ public:
+  std::vector<std::string> seen;
+  bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+    std::string entry = tag + "|" + reader.GetElementText();
+    for (const char* name : {"a", "b"}) {
+      if (const auto value = reader.GetAttribute(name))
+        entry += "|" + std::string(name) + "=" + std::string(*value);
+    }
+    seen.push_back(entry);
+    return true;
+  }
+};
+
+}  // namespace
+
+TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
+  const struct Case {
+    std::string xml;
+    int line, column;
+    std::string reason;
+  } cases[] = {
+      // References: five predefined entities, characters XML allows, complete syntax.
+      {"<a>ab&#0;cd</a>", 1, 6, "U+0000"},
+      {"<a>&#xD800;</a>", 1, 4, "U+D800"},
+      {"<a>&#x110000;</a>", 1, 4, "above U+10FFFF"},
+      {"<a>&#12a;</a>", 1, 4, "malformed character reference"},
+      {"<a>\n&foo;</a>", 2, 1, "undefined entity '&foo;'"},
+      {"<a>&amp</a>", 1, 4, "not closed by ';'"},
+      {"<a>fish & chips</a>", 1, 9, "'&' must start a character or entity reference"},
+      {"<a x='&bar;'/>", 1, 7, "undefined entity"},
+      // Attributes.
+      {"<a x=\"<\"/>", 1, 7, "'<' is not allowed in attribute values"},
+      {"<a x=\"1\" x=\"2\"/>", 1, 10, "duplicate attribute 'x'"},
+      {"<a x=1/>", 1, 6, "must be quoted"},
+      {"<a x=\"1\"y=\"2\"/>", 1, 9, "separated by white space"},
+      {"<a x/>", 1, 4, "has no '='"},
+      // Text, comments, CDATA, processing instructions.
+      {"<a>x]]>y</a>", 1, 5, "']]>' is not allowed in text"},
+      {"<a><!-- a -- b --></a>", 1, 11, "'--' is not allowed inside a comment"},
+      {"<a><!-- a ---></a>", 1, 11, "'--' is not allowed"},
+      {"<a><!-- open</a>", 1, 4, "comment is not closed"},
+      {"<a><![CDATA[open</a>", 1, 4, "CDATA section is not closed"},
+      {"<a><? x?></a>", 1, 4, "must start with a target name"},
+      {"<a><?XmL x?></a>", 1, 4, "'XmL' is reserved"},
+      {"<a><?pi?x?></a>", 1, 8, "followed by white space"},
+      {"<a>\x01</a>", 1, 4, "U+0001"},
+      {"<a>\n\xC3\x28</a>", 2, 1, "invalid UTF-8"},
+      {"<a>\xEF\xBF\xBF</a>", 1, 4, "U+FFFF"},
+      // The XML declaration: first, and in its one form.
+      {" <?xml version=\"1.0\"?><a/>", 1, 2, "must come first"},
+      {"<a/><?xml version=\"1.0\"?>", 1, 5, "must come first"},
+      {"<?xml encoding=\"UTF-8\" version=\"1.0\"?><a/>", 1, 1, "must start with version"},
+      {"<?xml version=\"2.0\"?><a/>", 1, 15, "'2.0' is not 1.x"},
+      {"<?xml version=\"1.0\"encoding=\"UTF-8\"?><a/>", 1, 20, "malformed XML declaration"},
+      {"<?xml version=\"1.0\" encoding=\" UTF-8\"?><a/>", 1, 30, "not an encoding name"},
+      {"<?xml version=\"1.0\" standalone=\"maybe\"?><a/>", 1, 32, "'yes' or 'no'"},
+      {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a/>", 1, 1, "only UTF-8"},
+      // Names.
+      {"<1a/>", 1, 1, "'<' must start a tag"},
+      {"<a>x < y</a>", 1, 6, "'<' must start a tag"},
+      {"<a -b=\"1\"/>", 1, 4, "unexpected character in the start tag of 'a'"},
+      {"<a\xC2\xA0/>", 1, 3, "unexpected character"},
+      {"<a></ a>", 1, 4, "'</' must be followed by an element name"},
+      // One root element, and nothing but markup and white space outside it.
+      {"text<a/>", 1, 1, "text before the root element"},
+      {"<a/>\ntext", 2, 1, "text after the root element"},
+      {"<a/>\n<b/>", 2, 1, "a second root element"},
+      {"<a/></a>", 1, 5, "end tag outside the root element"},
+      {"<![CDATA[x]]><a/>", 1, 1, "must start a comment"},
+      {"<!-- only a comment -->", 1, 24, "no root element"},
+      {"", 1, 1, "no root element"},
+      // Nesting.
+      {"<a>\n  <b></c>\n</a>", 2, 6, "end tag 'c' does not match the open element 'b'"},
+      {"<a>\n<b>\n", 2, 1, "element 'b' is not closed"},
+      {"<a>\n<b", 2, 1, "start tag of 'b' is not closed"},
+      // What machine files never hold.
+      {"<!DOCTYPE a [<!ENTITY e \"x\">]><a>&e;</a>", 1, 1, "DOCTYPE is not allowed"},
+      {"\xFF\xFE<\0a\0/\0>\0", 1, 1, "UTF-16"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.xml);
+    const Refusal refusal = Refuse(c.xml);
+    EXPECT_THAT(refusal.message, HasSubstr(c.reason));
+    EXPECT_EQ(refusal.line, c.line);
+    EXPECT_EQ(refusal.column, c.column);
+    EXPECT_THAT(refusal.message, HasSubstr("doc.xml:" + std::to_string(c.line) + ":" +
+                                           std::to_string(c.column) + ": "));
+  }
+}
+
+TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
+  const struct Case {
+    std::string xml;
+    std::vector<std::string> seen;  // name|text|attributes, per element
+  } cases[] = {
+      {"<v>a&amp;b&lt;&gt;&apos;&quot;</v>", {"v|a&b<>'\""}},
+      {"<v>&#65;&#x42;&#0000067;&#x10FFFF;&#xe9;</v>", {"v|ABC\xF4\x8F\xBF\xBF\xC3\xA9"}},
+      {"<v>x]y]]z &gt; ]]&gt;</v>", {"v|x]y]]z > ]]>"}},
+      {"<v>a\r\nb\rc\n</v>", {"v|a\nb\nc\n"}},
+      {"<v><![CDATA[<&>]]]>&amp;<![CDATA[\r\n]]></v>", {"v|<&>]&\n"}},
+      {"<v>a<!-- c -->b<?pi data?>c</v>", {"v|abc"}},
+      {"<v>   </v>", {"v|   "}},
+      // Beside child elements, white-space-only text is formatting; a reference is not.
+      {"<v>\n  <c/>\n</v>", {"v|", "c|"}},
+      {"<v>x<c>in</c>y</v>", {"v|xy", "c|in"}},
+      {"<v>&#32;<c/></v>", {"v| ", "c|"}},
+      {"<v a=\"x&#10;y&#9;z\" b=' x\ty\r\nz\n'/>", {"v||a=x\ny\tz|b= x y z "}},
+      {"<v a='\"' b=\"'\"></v >", {"v||a=\"|b='"}},
+      {"<?xml version=\"1.1\" encoding=\"utf-8\" standalone=\"no\" ?>\n<!-- c -->\n<?pi?>\n"
+       "<v>t</v>\n<!-- after -->\n<?after x?>\n",
+       {"v|t"}},
+      {"<?xml-stylesheet href=\"x\"?><v/>", {"v|"}},
+      {"\xEF\xBB\xBF<v>t</v>", {"v|t"}},
+      {"<\xC3\xA9:\xC3\xB1-1.x\xC2\xB7 a=\"\xF0\x9F\x99\x82\"><_/></\xC3\xA9:\xC3\xB1-1.x\xC2\xB7>",
+       {"\xC3\xA9:\xC3\xB1-1.x\xC2\xB7||a=\xF0\x9F\x99\x82", "_|"}},
+      {"<v><!----><c/></v>", {"v|", "c|"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.xml);
+    Recorder recorder;
+    EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(c.xml, &recorder));
+    EXPECT_EQ(recorder.seen, c.seen);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// James Clark's XML test cases, read in place.
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path XmlTestDirectory() {
+#ifdef TALSDK_XMLTEST_DIR
+  return TALSDK_XMLTEST_DIR;
+#else
+  return {};
+#endif
+}
+
+std::vector<fs::path> Cases(const fs::path& directory) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    if (entry.path().extension() == ".xml") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+bool HasDoctype(const std::string& bytes) {
+  return bytes.find("<!DOCTYPE") != std::string::npos;
+}
+
+// James Clark's canonical form of a kept element: attributes sorted, every element with an
+// end tag, and &, <, >, ", tab, LF, CR written as references.
+std::string Canonical(const TalSDK::MSaxUnhandledElement& element) {
+  using Node = TalSDK::MSaxUnhandledElement::Node;
+  const auto escaped = [](std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+      switch (c) {
+        case '&':
+          out += "&amp;";
+          break;
+        case '<':
+          out += "&lt;";
+          break;
+        case '>':
+          out += "&gt;";
+          break;
+        case '"':
+          out += "&quot;";
+          break;
+        case '\t':
+          out += "&#9;";
+          break;
+        case '\n':
+          out += "&#10;";
+          break;
+        case '\r':
+          out += "&#13;";
+          break;
+        default:
+          out += c;
+      }
+    }
+    return out;
+  };
+  std::string out;
+  std::vector<const std::string*> open;
+  for (const Node& node : element.GetNodes()) {
+    while (open.size() > node.depth) {
+      out += "</" + *open.back() + ">";
+      open.pop_back();
+    }
+    if (node.kind == Node::Kind::Text) {
+      out += escaped(node.value);
+      continue;
+    }
+    auto attributes = node.attributes;
+    std::sort(attributes.begin(), attributes.end(),
+              [](const auto& x, const auto& y) { return x.name < y.name; });
+    out += "<" + node.value;
+    for (const auto& attribute : attributes)
+      out += " " + attribute.name + "=\"" + escaped(attribute.value) + "\"";
+    out += ">";
+    open.push_back(&node.value);
+  }
+  while (!open.empty()) {
+    out += "</" + *open.back() + ">";
+    open.pop_back();
+  }
+  return out;
+}
+
+}  // namespace
+
+TEST(WellFormednessTest, XmlTestNotWellFormedStandaloneCasesAreAllRefused) {
+  const fs::path directory = XmlTestDirectory() / "not-wf" / "sa";
+  if (!fs::is_directory(directory)) GTEST_SKIP() << directory << " is not present";
+  int checked = 0;
+  for (const fs::path& file : Cases(directory)) {
+    const std::string bytes = TestSupport::ReadFile(file);
+    if (HasDoctype(bytes)) continue;
+    ++checked;
+    TestSupport::KeepEverything root;
+    EXPECT_THROW(SAXReader(true, nullptr).Parse(file.wstring().c_str(), &root), MGeneric)
+        << file.filename() << ":\n"
+        << bytes;
+  }
+  EXPECT_GT(checked, 80);
+}
+
+// The canonical outputs of the valid standalone cases are themselves well-formed documents
+// without a DOCTYPE: each must load, and a kept copy must give back exactly its text.
+TEST(WellFormednessTest, XmlTestCanonicalDocumentsLoadAndGiveBackTheirContent) {
+  const fs::path directory = XmlTestDirectory() / "valid" / "sa" / "out";
+  if (!fs::is_directory(directory)) GTEST_SKIP() << directory << " is not present";
+  int checked = 0;
+  for (const fs::path& file : Cases(directory)) {
+    const std::string bytes = TestSupport::ReadFile(file);
+    if (HasDoctype(bytes)) continue;
+    SCOPED_TRACE(file.filename().string());
+    TestSupport::KeepEverything root;
+    ASSERT_NO_THROW(SAXReader(true, nullptr).Parse(file.wstring().c_str(), &root)) << bytes;
+    ASSERT_EQ(root.GetUnhandledElements().size(), 1u);
+    // Processing instructions are not kept; their documents are only loaded.
+    if (bytes.find("<?") != std::string::npos) continue;
+    EXPECT_EQ(Canonical(root.GetUnhandledElements().front()), bytes);
+    ++checked;
+  }
+  EXPECT_GT(checked, 100);
+}
+
+// The valid cases themselves nearly all carry a DOCTYPE; those written in UTF-8 without one
+// load.
+TEST(WellFormednessTest, XmlTestValidStandaloneCasesWithoutDoctypeLoad) {
+  const fs::path directory = XmlTestDirectory() / "valid" / "sa";
+  if (!fs::is_directory(directory)) GTEST_SKIP() << directory << " is not present";
+  for (const fs::path& file : Cases(directory)) {
+    const std::string bytes = TestSupport::ReadFile(file);
+    if (HasDoctype(bytes) || bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF"))
+      continue;
+    TestSupport::KeepEverything root;
+    EXPECT_NO_THROW(SAXReader(true, nullptr).Parse(file.wstring().c_str(), &root))
+        << file.filename();
+  }
+}
