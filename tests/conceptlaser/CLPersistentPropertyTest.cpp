@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include <TalSDK/conceptlaser/CLLengthMode.h>
 #include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/file/File.h>
 #include <TalSDK/sdk/property/PropertyDocument.h>
 
 #include "support/TestSupport.h"
@@ -236,3 +238,43 @@ TEST(CLPersistentPropertyTest, BinaryFilesHoldNothingForConceptLaserSets) {
 }
 
 }  // namespace
+
+// A set's write failure (here its lengths, under a length mode that writes nothing) is not
+// reported, kept for compatibility with existing host documents. An item index that is not a
+// whole number is refused.
+TEST(CLPersistentPropertyTest, SetWriteFailuresAreNotReportedAndBadIndexesAreRefused) {
+  const TestSupport::TempDirectory directory;
+  const std::wstring path = directory.File("project.xml").wstring();
+  MPropertyDocument document;
+  document.AddProperty(L"Process", L"CLParameters");
+  {
+    const TalAM::Persistence::ScopedClLengthMode unusable(5);
+    EXPECT_TRUE(document.Save(path));
+  }
+
+  TestSupport::WriteFile(
+      path,
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PropertyDocument>\n"
+      "  <Property Name=\"Indexed\" Type=\"IndexedCLComponentProcessParameters\">\n"
+      "    <Item Index=\"12x\"/>\n    <Item Index=\"-3\"/>\n  </Property>\n"
+      "</PropertyDocument>\n");
+  MPropertyDocument loaded;
+  ASSERT_TRUE(loaded.Load(path, nullptr));
+  const auto& indexed =
+      dynamic_cast<const PersistentProperty<IndexedProperties<MCLScanningParameters>>&>(
+          *loaded.GetProperty(L"Indexed"));
+  ASSERT_EQ(indexed.GetValue().GetCount(), 1u);
+  EXPECT_EQ(indexed.GetValue().begin()->first, -3);
+}
+
+// A file written and not closed is complete once the object is gone.
+TEST(CLPersistentPropertyTest, AFileIsClosedWithItsObject) {
+  const TestSupport::TempDirectory directory;
+  const auto path = directory.File("data.bin");
+  {
+    MFile file;
+    ASSERT_TRUE(file.Open(path.wstring(), MFile::OpenMode::Write));
+    ASSERT_TRUE(file.Write("abc", 3));
+  }
+  EXPECT_EQ(TestSupport::ReadFile(path), "abc");
+}

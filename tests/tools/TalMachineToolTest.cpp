@@ -394,6 +394,13 @@ TEST(TalMachineTool, ConceptLaserCommands) {
   EXPECT_TRUE(Finds(show.out, "ComponentPostProcessParameters \\(1\\)"));
   const Result json = RunTool({"cl", "show", "--format", "json", example});
   EXPECT_TRUE(Finds(json.out, "\"kind\": \"length\", \"text\": \"250000\", \"mm\": 250\\}"));
+  // Each laser set closes before the next; a named set's name comes before its values.
+  EXPECT_TRUE(Finds(json.out,
+                    "\"CLParameterFile/ParameterSet\\[1\\]/HatchingProcessParameters\", "
+                    "\"kind\": \"block\""));
+  EXPECT_TRUE(Finds(json.out,
+                    "Parameters\\[1\\]/Name\", \"kind\": \"string\", \"text\": "
+                    "\"Lattice\"\\},\n +\\{\"path\": \"[^\"]*/Parameters\\[1\\]/SkinWidth\""));
   const Result dump = RunTool({"cl", "show", "--dump", example});
   EXPECT_TRUE(Finds(dump.out,
                     "^Scanning set Default\n  BorderProcessParameters\nBuild params:\n"
