@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <string_view>
 #include <system_error>
@@ -20,7 +21,19 @@ namespace TalMachineTool {
 
 namespace {
 
-namespace fs = std::filesystem;
+// The permissions a replacing file gets: those of the file it replaces, else the usual ones
+// for a new file.
+mode_t PermissionsFor(const std::string& target) {
+  struct stat existing {};
+  if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
+    return existing.st_mode & 07777;
+  }
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+}  // namespace
 
 void Error(std::string_view line) {
   std::cerr << "tal-machine: " << line << '\n';
@@ -29,6 +42,57 @@ void Error(std::string_view line) {
 std::string Quoted(std::string_view path) {
   return "'" + Printable(path) + "'";
 }
+
+// "file:12:3: warning: refused element Machine/Unit, text 'Metre'"
+void ReportRefused(const std::string& file, const std::vector<TalSAX::SAXWarning>& refused,
+                   std::string_view severity) {
+  for (const TalSAX::SAXWarning& element : refused) {
+    std::cerr << Printable(file) << ':' << element.line << ':' << element.column << ": " << severity
+              << ": refused element " << Printable(element.path);
+    if (!element.text.empty()) std::cerr << ", text " << Quoted(element.text);
+    std::cerr << '\n';
+  }
+}
+
+bool SaveReplacing(const std::string& target,
+                   const std::function<std::string(const std::string& temporary)>& save) {
+  namespace fs = std::filesystem;
+  const fs::path targetPath(target);
+  std::string temporary =
+      (targetPath.parent_path() / ("." + targetPath.filename().string() + ".XXXXXX")).string();
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) {
+    Error("cannot write " + Quoted(target) + ": " + std::strerror(errno));
+    return false;
+  }
+  ::fchmod(fd, PermissionsFor(target));
+  ::close(fd);
+
+  std::error_code ignored;
+  std::string failure = save(temporary);
+  if (!failure.empty()) {
+    fs::remove(temporary, ignored);
+    // The message names the temporary file; the user knows only the target.
+    for (std::size_t at = failure.find(temporary); at != std::string::npos;
+         at = failure.find(temporary, at + target.size())) {
+      failure.replace(at, temporary.size(), target);
+    }
+    Error(failure);
+    return false;
+  }
+  std::error_code error;
+  fs::rename(temporary, targetPath, error);
+  if (error) {
+    fs::remove(temporary, ignored);
+    Error("cannot replace " + Quoted(target) + ": " + error.message());
+    return false;
+  }
+  return true;
+}
+
+namespace {
+
+namespace fs = std::filesystem;
 
 TalAM::MachineLoadResult Load(TalAM::MachineParameters& machine, const std::string& file,
                               Policy policy) {
@@ -48,17 +112,6 @@ std::string LoadError(const TalAM::MachineLoadResult& result, const std::string&
   return "cannot load " + Quoted(file) + (text.empty() ? std::string() : ": " + text);
 }
 
-// "file:12:3: warning: refused element Machine/Unit, text 'Metre'"
-void ReportRefused(const std::string& file, const std::vector<TalSAX::SAXWarning>& refused,
-                   std::string_view severity) {
-  for (const TalSAX::SAXWarning& element : refused) {
-    std::cerr << Printable(file) << ':' << element.line << ':' << element.column << ": " << severity
-              << ": refused element " << Printable(element.path);
-    if (!element.text.empty()) std::cerr << ", text " << Quoted(element.text);
-    std::cerr << '\n';
-  }
-}
-
 // The required elements a load refused, with where they were read.
 void ReportRequired(const std::string& file, const TalAM::MachineParameters& machine) {
   for (const TalSDK::MSaxUnhandledElement& element : KeptElements(machine)) {
@@ -70,53 +123,14 @@ void ReportRequired(const std::string& file, const TalAM::MachineParameters& mac
   }
 }
 
-// The permissions a replacing file gets: those of the file it replaces, else the usual ones
-// for a new file.
-mode_t PermissionsFor(const std::string& target) {
-  struct stat existing {};
-  if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
-    return existing.st_mode & 07777;
-  }
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return 0666 & ~mask;
-}
-
-// Saves through a temporary file beside `target`, renamed over it only once complete, so
-// that a failed save leaves an existing target as it was and no temporary behind.
 bool SaveReplacing(const TalAM::MachineParameters& machine, const std::string& target) {
-  const fs::path targetPath(target);
-  std::string temporary =
-      (targetPath.parent_path() / ("." + targetPath.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(temporary.data());
-  if (fd < 0) {
-    Error("cannot write " + Quoted(target) + ": " + std::strerror(errno));
-    return false;
-  }
-  ::fchmod(fd, PermissionsFor(target));
-  ::close(fd);
-
-  std::error_code ignored;
-  std::wstring message;
-  if (!TalAM::SaveToTMCF(machine, StringConversion::Utf8ToNative(temporary).c_str(), message)) {
-    fs::remove(temporary, ignored);
-    // The message names the temporary file; the user knows only the target.
-    std::string text = OneLine(ToUtf8(message));
-    for (std::size_t at = text.find(temporary); at != std::string::npos;
-         at = text.find(temporary, at + target.size())) {
-      text.replace(at, temporary.size(), target);
-    }
-    Error(text.empty() ? "cannot write " + Quoted(target) : text);
-    return false;
-  }
-  std::error_code error;
-  fs::rename(temporary, targetPath, error);
-  if (error) {
-    fs::remove(temporary, ignored);
-    Error("cannot replace " + Quoted(target) + ": " + error.message());
-    return false;
-  }
-  return true;
+  return TalMachineTool::SaveReplacing(target, [&machine](const std::string& temporary) {
+    std::wstring message;
+    if (TalAM::SaveToTMCF(machine, StringConversion::Utf8ToNative(temporary).c_str(), message))
+      return std::string();
+    const std::string text = OneLine(ToUtf8(message));
+    return text.empty() ? "cannot write '" + Printable(temporary) + "'" : text;
+  });
 }
 
 }  // namespace

@@ -2,18 +2,11 @@
 
 #include <TalSDK/Machines.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "Commands.h"
@@ -23,27 +16,13 @@ namespace TalMachineTool {
 
 namespace {
 
-namespace fs = std::filesystem;
 using TalAM::FieldKind;
-
-void Error(std::string_view line) {
-  std::cerr << "tal-machine: " << line << '\n';
-}
-
-std::string Quoted(std::string_view path) {
-  return "'" + Printable(path) + "'";
-}
 
 // Loads the file; refused elements are reported with `severity`, a failure as an error.
 bool Load(MCLParameters& set, const std::string& file, std::string_view severity, bool& refused) {
   const TalAM::CLLoadResult result =
       TalAM::LoadCLParameterFile(set, StringConversion::Utf8ToNative(file));
-  for (const TalSAX::SAXWarning& element : result.refusedElements) {
-    std::cerr << Printable(file) << ':' << element.line << ':' << element.column << ": " << severity
-              << ": refused element " << Printable(element.path);
-    if (!element.text.empty()) std::cerr << ", text " << Quoted(element.text);
-    std::cerr << '\n';
-  }
+  ReportRefused(file, result.refusedElements, severity);
   refused = !result.refusedElements.empty();
   if (!result.success) {
     const std::string text = OneLine(ToUtf8(result.message));
@@ -54,57 +33,16 @@ bool Load(MCLParameters& set, const std::string& file, std::string_view severity
   return result.success;
 }
 
-// The permissions a replacing file gets: those of the file it replaces, else the usual ones.
-mode_t PermissionsFor(const std::string& target) {
-  struct stat existing {};
-  if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
-    return existing.st_mode & 07777;
-  }
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return 0666 & ~mask;
-}
-
-// Saves through a temporary file beside `target`, renamed over it only once complete, so that
-// a failed save leaves an existing target as it was and no temporary behind.
+// Saves through a temporary file renamed over `target` once complete.
 bool SaveReplacing(MCLParameters& set, const std::string& target) {
-  const fs::path targetPath(target);
-  std::string temporary =
-      (targetPath.parent_path() / ("." + targetPath.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(temporary.data());
-  if (fd < 0) {
-    Error("cannot write " + Quoted(target) + ": " + std::strerror(errno));
-    return false;
-  }
-  ::fchmod(fd, PermissionsFor(target));
-  ::close(fd);
-
-  std::error_code ignored;
-  std::string failure;
-  try {
-    if (!set.Save(StringConversion::Utf8ToNative(temporary)))
-      failure = "cannot write " + Quoted(target);
-  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
-    // The message names the temporary file; the user knows only the target.
-    failure = OneLine(error.GetMessage());
-    for (std::size_t at = failure.find(temporary); at != std::string::npos;
-         at = failure.find(temporary, at + target.size())) {
-      failure.replace(at, temporary.size(), target);
+  return TalMachineTool::SaveReplacing(target, [&set](const std::string& temporary) {
+    try {
+      if (set.Save(StringConversion::Utf8ToNative(temporary))) return std::string();
+      return "cannot write " + Quoted(temporary);
+    } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+      return OneLine(error.GetMessage());
     }
-  }
-  if (!failure.empty()) {
-    fs::remove(temporary, ignored);
-    Error(failure);
-    return false;
-  }
-  std::error_code error;
-  fs::rename(temporary, targetPath, error);
-  if (error) {
-    fs::remove(temporary, ignored);
-    Error("cannot replace " + Quoted(target) + ": " + error.message());
-    return false;
-  }
-  return true;
+  });
 }
 
 // Millimetres of a length in internal units.
