@@ -8,6 +8,7 @@ packages=(
   clang-14 clang-format-14 libclang-rt-14-dev libfuzzer-14-dev
   libpugixml-dev libexpat1-dev libboost-iostreams-dev libutfcpp-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libadmesh-dev
+  nlohmann-json3-dev python3 python3-jsonschema
   locales
 )
 

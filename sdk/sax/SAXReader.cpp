@@ -200,6 +200,14 @@ struct SAXReader::Impl {
   ISAXPersistBase* rootHandler = nullptr;
   std::map<unsigned int, ISAXReference*> references;
   std::vector<SAXWarning> warnings;
+  std::vector<SAXLenientReading> lenientReadings;
+
+  SAXWarning WarningForCurrentElement() {
+    const auto [line, column] = tokenizer->LineColumn(currentOffset);
+    SAXWarning warning{PathOfOpenElements(), line, column, std::string(ElementText())};
+    if (warning.text.size() > kWarningTextLimit) warning.text.resize(kWarningTextLimit);
+    return warning;
+  }
 
   void Reset() {
     tokenizer.reset();
@@ -212,6 +220,7 @@ struct SAXReader::Impl {
     pendingOwned.reset();
     references.clear();
     warnings.clear();
+    lenientReadings.clear();
   }
 
   // The names of the open elements joined by '/', leaving out the innermost `skip`.
@@ -322,10 +331,7 @@ bool SAXReader::Impl::StartElement() {
     pendingChild = nullptr;
     pendingOwned.reset();
     skipContent = true;
-    const auto [line, column] = tokenizer->LineColumn(currentOffset);
-    SAXWarning warning{PathOfOpenElements(), line, column, std::string(ElementText())};
-    if (warning.text.size() > kWarningTextLimit) warning.text.resize(kWarningTextLimit);
-    warnings.push_back(std::move(warning));
+    warnings.push_back(WarningForCurrentElement());
     return false;
   }
   if (pendingChild == nullptr) return false;
@@ -497,6 +503,14 @@ void SAXReader::InitHelpersAfterLoading() {
 
 const std::vector<SAXWarning>& SAXReader::GetWarnings() const {
   return m_impl->warnings;
+}
+
+const std::vector<SAXLenientReading>& SAXReader::GetLenientReadings() const {
+  return m_impl->lenientReadings;
+}
+
+void SAXReader::NoteLenientReading(std::string_view readAs) {
+  m_impl->lenientReadings.push_back({m_impl->WarningForCurrentElement(), std::string(readAs)});
 }
 
 void SAXReader::SetLimits(const SAXReaderLimits& limits) {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -33,12 +34,15 @@ class TMCFHandler : public ISAXPersistHelper {
   explicit TMCFHandler(MachineParameters& machine) : m_read(machine) {}
   bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
     if (tag == "tal:ProjectFile") return true;
-    if (tag == "Machine") return reader.DelegateToChild(m_read);
-    return false;
+    if (tag != "Machine") return false;
+    m_machineFound = true;
+    return reader.DelegateToChild(m_read);
   }
+  bool MachineFound() const { return m_machineFound; }
 
  private:
   MachineParametersSaxRead m_read;
+  bool m_machineFound = false;
 };
 
 MSaxPersistExtensibleObject::OperatingMode OperatingModeOf(Policy policy) {
@@ -145,14 +149,10 @@ class TemporaryFile {
   std::filesystem::path m_path;
 };
 
-}  // namespace
-
-MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* path, Policy policy) {
-  return LoadMachineFile(machine, path, policy, TalSAX::SAXReaderLimits{});
-}
-
-MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* path, Policy policy,
-                                  const TalSAX::SAXReaderLimits& limits) {
+// The body of every load: `parse` runs the reader over the file or the document.
+MachineLoadResult Load(MachineParameters& machine, std::wstring_view name, Policy policy,
+                       const TalSAX::SAXReaderLimits& limits,
+                       const std::function<void(TalSAX::SAXReader&, TMCFHandler&)>& parse) {
   MachineLoadResult result;
   try {
     // The mode holds for the whole machine: every block keeps or drops alike.
@@ -161,9 +161,20 @@ MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* pat
       TalSAX::SAXReader reader(true, nullptr);
       reader.SetLimits(limits);
       TMCFHandler handler(machine);
-      reader.Parse(path, &handler);
+      // Filled in first, so that they are known also when the parse fails halfway.
+      const auto collect = [&] {
+        result.refusedElements = reader.GetWarnings();
+        result.lenientReadings = reader.GetLenientReadings();
+        result.machineFound = handler.MachineFound();
+      };
+      try {
+        parse(reader, handler);
+      } catch (...) {
+        collect();
+        throw;
+      }
       reader.InitHelpersAfterLoading();
-      result.refusedElements = reader.GetWarnings();
+      collect();
     }
     result.requiredElements =
         Utilities::GetRequiredElementsDescription(machine.GetUnhandledElementsFromAllNodes());
@@ -173,7 +184,7 @@ MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* pat
       return result;
     }
     std::wostringstream text;
-    text << L"Error while reading machine file" << L" '" << path << L"'" << L'\n'
+    text << L"Error while reading machine file" << L" '" << name << L"'" << L'\n'
          << L"Required unhandled elements found.";
     result.message = text.str();
   } catch (const MGeneric& error) {
@@ -187,6 +198,28 @@ MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* pat
     result.message = L"Unknown error";
   }
   return result;
+}
+
+}  // namespace
+
+MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* path, Policy policy,
+                                  const TalSAX::SAXReaderLimits& limits) {
+  return Load(
+      machine, path, policy, limits,
+      [path](TalSAX::SAXReader& reader, TMCFHandler& handler) { reader.Parse(path, &handler); });
+}
+
+MachineLoadResult LoadMachineFile(MachineParameters& machine, const wchar_t* path, Policy policy) {
+  return LoadMachineFile(machine, path, policy, TalSAX::SAXReaderLimits{});
+}
+
+MachineLoadResult LoadMachineDocument(MachineParameters& machine, std::string_view document,
+                                      std::string_view sourceName, Policy policy) {
+  const std::wstring name = StringConversion::Utf8ToNative(std::string(sourceName));
+  return Load(machine, name, policy, TalSAX::SAXReaderLimits{},
+              [&](TalSAX::SAXReader& reader, TMCFHandler& handler) {
+                reader.ParseBuffer(document, &handler, sourceName);
+              });
 }
 
 bool LoadFromTMCF(MachineParameters& machine, const wchar_t* path, std::wstring& message,
@@ -214,6 +247,15 @@ bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path, std::wstr
 
 bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path) {
   return Save(machine, path, nullptr);
+}
+
+bool SaveMachineDocument(const MachineParameters& machine, std::string& document) {
+  document.clear();
+  TalSAX::SAXWriter writer(nullptr);
+  writer.OpenString(document, true);
+  if (!WriteMachine(writer, machine)) return false;
+  writer.Close();
+  return true;
 }
 
 MachineSaveResult SaveMachineFileAtomically(const MachineParameters& machine, const wchar_t* path) {

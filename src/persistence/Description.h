@@ -226,7 +226,12 @@ class Field {
   void Nodes(const Owner& object, NodeList& nodes) const {
     if constexpr (requires { m_codec.Nodes(object, nodes); }) m_codec.Nodes(object, nodes);
   }
-  void Visit(const Owner& object, FieldVisit& visit) const { m_codec.Visit(object, visit, m_tag); }
+  void Visit(const Owner& object, FieldVisit& visit) const {
+    if (m_compared) return m_codec.Visit(object, visit, m_tag);
+    visit.BeginNotCompared();
+    m_codec.Visit(object, visit, m_tag);
+    visit.EndNotCompared();
+  }
 
  private:
   template <class F>
@@ -335,6 +340,8 @@ struct EnumCodec {
     }
     if (unknown == UnknownText::Refused) return false;
     access.Access(object) = static_cast<T>(fallback);
+    const EnumText<E>* entry = Find(fallback);
+    reader.NoteLenientReading(entry != nullptr ? entry->text : std::string_view());
     return true;
   }
   // The text written for a value: its own, the fallback's, empty, or none (the write fails).

@@ -45,7 +45,7 @@ void FieldVisit::Value(std::string_view tag, FieldKind kind, std::string_view te
   const std::size_t length = m_path.size();
   if (!m_path.empty()) m_path += '/';
   m_path += tag;
-  m_visitor(FieldView{m_path, tag, kind, text});
+  m_visitor(FieldView{m_path, tag, kind, text, m_notCompared == 0});
   m_path.resize(length);
 }
 
@@ -53,7 +53,7 @@ void FieldVisit::Enter(std::string_view tag, FieldKind kind, std::string_view te
   m_levels.push_back(m_path.size());
   if (!m_path.empty()) m_path += '/';
   m_path += tag;
-  m_visitor(FieldView{m_path, tag, kind, text});
+  m_visitor(FieldView{m_path, tag, kind, text, m_notCompared == 0});
 }
 
 void FieldVisit::Leave() {

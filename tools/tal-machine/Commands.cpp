@@ -1,25 +1,35 @@
 #include "Commands.h"
 
-#include "StlImport.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <iostream>
+#include <iterator>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
+#include "Json.h"
+#include "StlImport.h"
 #include "Summary.h"
 #include "Text.h"
 
 namespace TalMachineTool {
 
 namespace {
+
+namespace fs = std::filesystem;
+using Read = TalAM::MachineParametersSaxRead;
+
+// How the standard input is named in messages.
+constexpr std::string_view kStandardInput = "<stdin>";
 
 // The permissions a replacing file gets: those of the file it replaces, else the usual ones
 // for a new file.
@@ -33,39 +43,225 @@ mode_t PermissionsFor(const std::string& target) {
   return 0666 & ~mask;
 }
 
+// A library message as the tail of an error line: one line, its first word in lower case
+// (unless it is an acronym), no final period, and without the file name it may start with.
+std::string Message(std::string text, std::string_view file) {
+  text = OneLine(text);
+  const std::pair<std::string_view, std::string_view> kNamed[] = {
+      {"Cannot read '", "cannot read: "}, {"Cannot save '", "cannot write: "}};
+  for (const auto& [start, replacement] : kNamed) {
+    const std::string named = std::string(start) + std::string(file) + "': ";
+    if (text.starts_with(named)) text = std::string(replacement) + text.substr(named.size());
+  }
+  if (text.size() >= 2 && std::isupper(static_cast<unsigned char>(text[0])) &&
+      std::islower(static_cast<unsigned char>(text[1]))) {
+    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  }
+  while (!text.empty() && text.back() == '.')
+    text.pop_back();
+  return text;
+}
+
+// The reason of a failed load.
+Diagnostic LoadFailure(const TalAM::MachineLoadResult& result, Policy policy) {
+  if (result.message.find(L"Required unhandled elements found") != std::wstring::npos &&
+      policy == Read::RejectRequiredUnhandledElements) {
+    return {"error", "", 0, 0, "", "unknown required elements found (policy reject-required)"};
+  }
+  return FailureDiagnostic(result.file, ToUtf8(result.message));
+}
+
+// A number and the colon after it at the start of `text`, taken off it; 0 when none.
+int TakePosition(std::string_view& text) {
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end == text.data() + text.size() || *end != ':') return 0;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()) + 1);
+  return number;
+}
+
 }  // namespace
+
+Diagnostic FailureDiagnostic(std::string_view file, std::string_view message) {
+  Diagnostic failure{"error", "", 0, 0, "", ""};
+  std::string_view text = message;
+  if (!file.empty() && text.starts_with(file) && text.substr(file.size()).starts_with(':')) {
+    text.remove_prefix(file.size() + 1);
+    failure.line = TakePosition(text);
+    if (failure.line > 0) failure.column = TakePosition(text);
+    while (text.starts_with(' '))
+      text.remove_prefix(1);
+  }
+  failure.message = Message(std::string(text), file);
+  return failure;
+}
 
 void Error(std::string_view line) {
   std::cerr << "tal-machine: " << line << '\n';
 }
 
-std::string Quoted(std::string_view path) {
-  return "'" + Printable(path) + "'";
+std::string Quoted(std::string_view text) {
+  return "'" + Printable(text) + "'";
 }
 
-// "file:12:3: warning: refused element Machine/Unit, text 'Metre'"
-void ReportRefused(const std::string& file, const std::vector<TalSAX::SAXWarning>& refused,
-                   std::string_view severity) {
-  for (const TalSAX::SAXWarning& element : refused) {
-    std::cerr << Printable(file) << ':' << element.line << ':' << element.column << ": " << severity
-              << ": refused element " << Printable(element.path);
-    if (!element.text.empty()) std::cerr << ", text " << Quoted(element.text);
-    std::cerr << '\n';
+std::string ShownName(std::string_view file) {
+  return file == "-" ? std::string(kStandardInput) : Printable(file);
+}
+
+std::vector<Diagnostic> Diagnostics(const TalAM::MachineLoadResult& result,
+                                    const TalAM::MachineParameters& machine, Policy policy,
+                                    std::string_view refusedSeverity) {
+  struct Ordered {
+    Diagnostic diagnostic;
+    int order;  // refused, lenient, required at one line: in that order
+  };
+  std::vector<Ordered> found;
+  for (const TalSAX::SAXWarning& element : result.refusedElements) {
+    found.push_back({{std::string(refusedSeverity), element.path, element.line, element.column,
+                      element.text, "refused element"},
+                     0});
   }
+  for (const TalSAX::SAXLenientReading& element : result.lenientReadings) {
+    found.push_back({{"note", element.path, element.line, element.column, element.text,
+                      "unknown text read as '" + element.readAs + "'"},
+                     1});
+  }
+  if (!result.success && policy == Read::RejectRequiredUnhandledElements) {
+    for (const TalSDK::MSaxUnhandledElement& element : KeptElements(machine)) {
+      if (!element.IsRequired()) continue;
+      found.push_back({{"error", KeptElementPath(element), element.GetSourceLine(), 0, "",
+                        "unknown required element"},
+                       2});
+    }
+  }
+  std::stable_sort(found.begin(), found.end(), [](const Ordered& a, const Ordered& b) {
+    return a.diagnostic.line != b.diagnostic.line ? a.diagnostic.line < b.diagnostic.line
+                                                  : a.order < b.order;
+  });
+  std::vector<Diagnostic> diagnostics;
+  for (Ordered& entry : found)
+    diagnostics.push_back(std::move(entry.diagnostic));
+  if (!result.success) {
+    diagnostics.push_back(LoadFailure(result, policy));
+  } else if (!result.machineFound) {
+    diagnostics.push_back({"warning", "", 0, 0, "", "no 'Machine' element: nothing was read"});
+  }
+  return diagnostics;
+}
+
+void PrintDiagnostics(std::string_view file, const std::vector<Diagnostic>& diagnostics) {
+  std::size_t printed = 0;
+  for (const Diagnostic& diagnostic : diagnostics) {
+    // The last line, a failure, is always printed.
+    const bool last = &diagnostic == &diagnostics.back();
+    if (printed == kPrintedDiagnostics && !last) continue;
+    if (printed == kPrintedDiagnostics) {
+      std::cerr << "tal-machine: " << ShownName(file) << ": "
+                << diagnostics.size() - kPrintedDiagnostics - 1
+                << " more diagnostics not shown (see --format json)\n";
+    }
+    std::cerr << "tal-machine: " << ShownName(file) << ':';
+    if (diagnostic.line > 0) std::cerr << diagnostic.line << ':';
+    if (diagnostic.column > 0) std::cerr << diagnostic.column << ':';
+    // "refused element PATH, text 'T'"; a note says what became of the element after it:
+    // "PATH, text 'T': unknown text read as 'X'".
+    const bool note = diagnostic.severity == "note";
+    std::cerr << ' ' << diagnostic.severity << ": ";
+    if (!note) std::cerr << Printable(diagnostic.message) << (diagnostic.path.empty() ? "" : " ");
+    std::cerr << Printable(diagnostic.path);
+    if (!diagnostic.text.empty()) std::cerr << ", text " << Quoted(diagnostic.text);
+    if (note) std::cerr << ": " << Printable(diagnostic.message);
+    std::cerr << '\n';
+    if (!last) ++printed;
+  }
+}
+
+bool ReadStandardInput(std::string& text) {
+  text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  if (std::cin.bad()) {
+    Error(std::string(kStandardInput) + ": cannot read the standard input");
+    return false;
+  }
+  return true;
+}
+
+TalAM::MachineLoadResult LoadMachine(TalAM::MachineParameters& machine, const std::string& file,
+                                     Policy policy) {
+  if (file != "-") {
+    TalAM::MachineLoadResult result =
+        TalAM::LoadMachineFile(machine, StringConversion::Utf8ToNative(file).c_str(), policy);
+    if (result.file.empty() && !result.success) result.file = file;
+    return result;
+  }
+  std::string document;
+  if (!ReadStandardInput(document)) return {};
+  return TalAM::LoadMachineDocument(machine, document, kStandardInput, policy);
+}
+
+bool LoadWarning(TalAM::MachineParameters& machine, const std::string& file, Policy policy) {
+  const TalAM::MachineLoadResult result = LoadMachine(machine, file, policy);
+  PrintDiagnostics(file, Diagnostics(result, machine, policy, "warning"));
+  return result.success;
+}
+
+bool MayWrite(const std::string& file, const TalAM::MachineLoadResult& result, bool force) {
+  if (force) return true;
+  std::string lost;
+  if (!result.machineFound) {
+    lost = "it holds no 'Machine' element, so a default machine would be written";
+  } else if (!result.refusedElements.empty()) {
+    const std::size_t count = result.refusedElements.size();
+    lost = std::to_string(count) + " refused element" + (count == 1 ? "" : "s") + " (first " +
+           Printable(result.refusedElements.front().path) + ") would be written with " +
+           (count == 1 ? "its" : "their") + " previous value" + (count == 1 ? "" : "s");
+  } else if (!result.lenientReadings.empty()) {
+    const std::size_t count = result.lenientReadings.size();
+    lost = std::to_string(count) + " value" + (count == 1 ? "" : "s") + " read leniently (first " +
+           Printable(result.lenientReadings.front().path) +
+           ") would be written as the fallback text";
+  }
+  if (lost.empty()) return true;
+  Error(ShownName(file) + ": not written: " + lost + " (--force writes anyway)");
+  return false;
+}
+
+bool WriteMachine(const TalAM::MachineParameters& machine, const std::string& target) {
+  if (target == "-") {
+    std::string document;
+    if (!TalAM::SaveMachineDocument(machine, document)) {
+      Error("<stdout>: a block of the machine could not be written");
+      return false;
+    }
+    std::cout << document;
+    return true;
+  }
+  const TalAM::MachineSaveResult saved =
+      TalAM::SaveMachineFileAtomically(machine, StringConversion::Utf8ToNative(target).c_str());
+  if (!saved.message.empty()) {
+    Error(ShownName(target) + ": " + (saved.success ? "warning: " : "") +
+          Message(ToUtf8(saved.message), target));
+  }
+  return saved.success;
 }
 
 bool SaveReplacing(const std::string& target,
                    const std::function<std::string(const std::string& temporary)>& save) {
-  namespace fs = std::filesystem;
-  const fs::path targetPath(target);
-  std::string temporary =
-      (targetPath.parent_path() / ("." + targetPath.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(temporary.data());
-  if (fd < 0) {
-    Error("cannot write " + Quoted(target) + ": " + std::strerror(errno));
+  std::error_code error;
+  // A symbolic link updates the file it names; anything but a regular file is refused.
+  fs::path resolved = fs::weakly_canonical(target, error);
+  if (error) resolved = target;
+  if (fs::exists(resolved, error) && !fs::is_regular_file(resolved, error)) {
+    Error(ShownName(target) + ": not written: not a regular file");
     return false;
   }
-  ::fchmod(fd, PermissionsFor(target));
+  std::string temporary =
+      (resolved.parent_path() / ("." + resolved.filename().string() + ".XXXXXX")).string();
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) {
+    Error(ShownName(target) + ": cannot write: " + std::strerror(errno));
+    return false;
+  }
+  ::fchmod(fd, PermissionsFor(resolved.string()));
   ::close(fd);
 
   std::error_code ignored;
@@ -77,112 +273,81 @@ bool SaveReplacing(const std::string& target,
          at = failure.find(temporary, at + target.size())) {
       failure.replace(at, temporary.size(), target);
     }
-    Error(failure);
+    Error(ShownName(target) + ": " + Message(failure, target));
     return false;
   }
-  std::error_code error;
-  fs::rename(temporary, targetPath, error);
+  fs::rename(temporary, resolved, error);
   if (error) {
     fs::remove(temporary, ignored);
-    Error("cannot replace " + Quoted(target) + ": " + error.message());
+    Error(ShownName(target) + ": cannot replace: " + error.message());
     return false;
   }
   return true;
 }
 
-namespace {
-
-namespace fs = std::filesystem;
-
-TalAM::MachineLoadResult Load(TalAM::MachineParameters& machine, const std::string& file,
-                              Policy policy) {
-  return TalAM::LoadMachineFile(machine, StringConversion::Utf8ToNative(file).c_str(), policy);
-}
-
-// The failure of a load on one line that names the file.
-std::string LoadError(const TalAM::MachineLoadResult& result, const std::string& file,
-                      Policy policy) {
-  std::string text = OneLine(ToUtf8(result.message));
-  // A reader error names the file, and so does the refusal of required elements; other
-  // failures get it put in front. So does a name that OneLine would escape or split.
-  const bool refusedRequired =
-      policy == TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements &&
-      !result.requiredElements.empty();
-  if ((!result.file.empty() || refusedRequired) && Printable(file) == file) return text;
-  return "cannot load " + Quoted(file) + (text.empty() ? std::string() : ": " + text);
-}
-
-// The required elements a load refused, with where they were read.
-void ReportRequired(const std::string& file, const TalAM::MachineParameters& machine) {
-  for (const TalSDK::MSaxUnhandledElement& element : KeptElements(machine)) {
-    if (!element.IsRequired()) continue;
-    std::cerr << Printable(file);
-    if (element.GetSourceLine() > 0) std::cerr << ':' << element.GetSourceLine();
-    std::cerr << ": error: unknown required element " << Printable(KeptElementPath(element))
-              << '\n';
+int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit unit, bool force) {
+  std::error_code error;
+  if (!force && file != "-" && fs::symlink_status(file, error).type() != fs::file_type::not_found) {
+    Error(ShownName(file) + ": not written: the file exists (--force replaces it)");
+    return kFailure;
   }
-}
-
-bool SaveReplacing(const TalAM::MachineParameters& machine, const std::string& target) {
-  return TalMachineTool::SaveReplacing(target, [&machine](const std::string& temporary) {
-    std::wstring message;
-    if (TalAM::SaveToTMCF(machine, StringConversion::Utf8ToNative(temporary).c_str(), message))
-      return std::string();
-    const std::string text = OneLine(ToUtf8(message));
-    return text.empty() ? "cannot write '" + Printable(temporary) + "'" : text;
-  });
-}
-
-}  // namespace
-
-int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit unit) {
   TalAM::MachineParameters machine;
   machine.SetName(StringConversion::Utf8ToNative(name));
   machine.m_unit = unit;
-  return SaveReplacing(machine, file) ? kSuccess : kFailure;
+  return WriteMachine(machine, file) ? kSuccess : kFailure;
 }
 
-bool LoadWarning(TalAM::MachineParameters& machine, const std::string& file, Policy policy) {
-  const TalAM::MachineLoadResult result = Load(machine, file, policy);
-  ReportRefused(file, result.refusedElements, "warning");
-  if (!result.success) Error(LoadError(result, file, policy));
-  return result.success;
-}
-
-int RunShow(const std::string& file, Policy policy) {
+int RunShow(const std::string& file, Policy policy, std::string_view format) {
   TalAM::MachineParameters machine;
-  if (!LoadWarning(machine, file, policy)) return kFailure;
-  PrintSummary(std::cout, file, machine);
-  return kSuccess;
-}
-
-int RunCheck(const std::string& file, Policy policy) {
-  TalAM::MachineParameters machine;
-  const TalAM::MachineLoadResult result = Load(machine, file, policy);
-  ReportRefused(file, result.refusedElements, "error");
-  if (!result.success) {
-    if (policy == TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements) {
-      ReportRequired(file, machine);
+  const TalAM::MachineLoadResult result = LoadMachine(machine, file, policy);
+  const std::vector<Diagnostic> diagnostics = Diagnostics(result, machine, policy, "warning");
+  if (format == "json") {
+    if (!result.success) {
+      PrintDiagnostics(file, diagnostics);
+      return kFailure;
     }
-    Error(LoadError(result, file, policy));
-    return kFailure;
+    PrintJson(std::cout, ShowJson(ShownName(file), machine, diagnostics));
+    return kSuccess;
   }
-  if (!result.refusedElements.empty()) return kFailure;
-  std::cout << Printable(file) << ": OK";
-  const std::size_t kept = machine.GetUnhandledElementsFromAllNodes().size();
-  if (kept > 0) {
-    std::cout << " (" << kept << " unknown element" << (kept == 1 ? "" : "s") << " kept)";
-  }
-  std::cout << '\n';
+  PrintDiagnostics(file, diagnostics);
+  if (!result.success) return kFailure;
+  PrintSummary(std::cout, ShownName(file), machine);
   return kSuccess;
+}
+
+int RunCheck(const std::vector<std::string>& files, Policy policy, std::string_view format) {
+  int status = kSuccess;
+  std::vector<CheckedFile> checked;
+  for (const std::string& file : files) {
+    TalAM::MachineParameters machine;
+    const TalAM::MachineLoadResult result = LoadMachine(machine, file, policy);
+    CheckedFile entry{ShownName(file), result.success && result.refusedElements.empty(),
+                      machine.GetUnhandledElementsFromAllNodes().size(),
+                      Diagnostics(result, machine, policy, "error")};
+    if (!entry.ok) status = kFailure;
+    if (format == "json") {
+      checked.push_back(std::move(entry));
+      continue;
+    }
+    PrintDiagnostics(file, entry.diagnostics);
+    if (!entry.ok) continue;
+    std::cout << entry.file << ": OK";
+    if (entry.kept > 0) {
+      std::cout << " (" << entry.kept << " unknown element" << (entry.kept == 1 ? "" : "s")
+                << " kept)";
+    }
+    std::cout << '\n';
+  }
+  if (format == "json") PrintJson(std::cout, CheckJson(checked));
+  return status;
 }
 
 int RunPlatformMesh(const std::string& file, const std::string& stl, bool remove,
-                    const std::string& out) {
+                    const std::string& out, bool force) {
   TalAM::MachineParameters machine;
-  if (!LoadWarning(machine, file, TalAM::MachineParametersSaxRead::KeepUnhandledElements)) {
-    return kFailure;
-  }
+  const TalAM::MachineLoadResult result = LoadMachine(machine, file, Read::KeepUnhandledElements);
+  PrintDiagnostics(file, Diagnostics(result, machine, Read::KeepUnhandledElements, "warning"));
+  if (!result.success || !MayWrite(file, result, force)) return kFailure;
   MSAXMachinePlatformStl& holder = machine.m_platform.m_platformStl;
   if (remove) {
     holder.EnablePlatformStl(false);
@@ -196,13 +361,15 @@ int RunPlatformMesh(const std::string& file, const std::string& stl, bool remove
     }
     holder.GetPlatformStl(true)->Copy(mesh);
   }
-  return SaveReplacing(machine, out.empty() ? file : out) ? kSuccess : kFailure;
+  return WriteMachine(machine, out.empty() ? file : out) ? kSuccess : kFailure;
 }
 
-int RunConvert(const std::string& in, const std::string& out, Policy policy) {
+int RunConvert(const std::string& in, const std::string& out, Policy policy, bool force) {
   TalAM::MachineParameters machine;
-  if (!LoadWarning(machine, in, policy)) return kFailure;
-  return SaveReplacing(machine, out) ? kSuccess : kFailure;
+  const TalAM::MachineLoadResult result = LoadMachine(machine, in, policy);
+  PrintDiagnostics(in, Diagnostics(result, machine, policy, "warning"));
+  if (!result.success || !MayWrite(in, result, force)) return kFailure;
+  return WriteMachine(machine, out) ? kSuccess : kFailure;
 }
 
 }  // namespace TalMachineTool

@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <string_view>
 #include <vector>
 
 #include "Commands.h"
+#include "Json.h"
 #include "Text.h"
 
 namespace TalMachineTool {
@@ -18,23 +20,43 @@ namespace {
 
 using TalAM::FieldKind;
 
-// Loads the file; refused elements are reported with `severity`, a failure as an error.
+// Loads the file ("-": the standard input); refused elements are reported with `severity`,
+// a failure as an error.
 bool Load(MCLParameters& set, const std::string& file, std::string_view severity, bool& refused) {
-  const TalAM::CLLoadResult result =
-      TalAM::LoadCLParameterFile(set, StringConversion::Utf8ToNative(file));
-  ReportRefused(file, result.refusedElements, severity);
-  refused = !result.refusedElements.empty();
-  if (!result.success) {
-    const std::string text = OneLine(ToUtf8(result.message));
-    Error(text.find(Printable(file)) != std::string::npos
-              ? text
-              : "cannot load " + Quoted(file) + (text.empty() ? "" : ": " + text));
+  TalAM::CLLoadResult result;
+  if (file == "-") {
+    std::string document;
+    if (!ReadStandardInput(document)) return false;
+    result = TalAM::ReadCLParameterDocument(set, document, ShownName(file));
+  } else {
+    result = TalAM::LoadCLParameterFile(set, StringConversion::Utf8ToNative(file));
   }
+  std::vector<Diagnostic> diagnostics;
+  for (const TalSAX::SAXWarning& element : result.refusedElements) {
+    diagnostics.push_back({std::string(severity), element.path, element.line, element.column,
+                           element.text, "refused element"});
+  }
+  if (!result.success) {
+    diagnostics.push_back(
+        FailureDiagnostic(file == "-" ? ShownName(file) : file, ToUtf8(result.message)));
+  }
+  PrintDiagnostics(file, diagnostics);
+  refused = !result.refusedElements.empty();
   return result.success;
 }
 
-// Saves through a temporary file renamed over `target` once complete.
+// Saves through a temporary file renamed over `target` once complete ("-": the standard
+// output).
 bool SaveReplacing(MCLParameters& set, const std::string& target) {
+  if (target == "-") {
+    std::string document;
+    if (!TalAM::WriteCLParameterDocument(set, document)) {
+      Error("<stdout>: the parameter set could not be written");
+      return false;
+    }
+    std::cout << document;
+    return true;
+  }
   return TalMachineTool::SaveReplacing(target, [&set](const std::string& temporary) {
     try {
       if (set.Save(StringConversion::Utf8ToNative(temporary))) return std::string();
@@ -96,42 +118,14 @@ void PrintText(std::ostream& out, std::string_view file, const MCLParameters& se
   line(0, "Kept unknown elements", std::to_string(kept.size()));
 }
 
-// A JSON string: quotes, backslashes and control characters escaped.
-std::string Json(std::string_view text) {
-  std::string out = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (byte < 0x20) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(byte));
-      out += escape;
-    } else {
-      out += c;
-    }
-  }
-  return out + "\"";
-}
-
-// One JSON object per field, in file order: path, kind and text; lengths also in millimetres.
-void PrintJson(std::ostream& out, std::string_view file, const MCLParameters& set) {
-  out << "{\n  \"file\": " << Json(file) << ",\n  \"fields\": [";
-  bool first = true;
-  TalAM::FieldVisit visit(
-      [&](const TalAM::FieldView& field) {
-        out << (first ? "\n" : ",\n") << "    {\"path\": " << Json(field.path)
-            << ", \"kind\": " << Json(TalAM::FieldKindName(field.kind))
-            << ", \"text\": " << Json(field.text);
-        if (field.kind == FieldKind::Length) out << ", \"mm\": " << Millimetres(field.text);
-        out << '}';
-        first = false;
-      },
-      "CLParameterFile");
-  set.VisitFields(visit);
-  out << "\n  ],\n  \"keptUnknownElements\": " << set.GetUnhandledElementsFromAllNodes().size()
-      << "\n}\n";
+// Every field as `show --format json` gives a machine's, without diagnostics.
+void PrintSetJson(std::ostream& out, std::string_view file, const MCLParameters& set) {
+  PrintJson(out,
+            Json{{"file", file},
+                 {"fields", FieldsJson([&set](TalAM::FieldVisit& visit) { set.VisitFields(visit); },
+                                       "CLParameterFile")},
+                 {"keptUnknownElements", KeptJson(set.GetUnhandledElementsFromAllNodes())},
+                 {"diagnostics", Json::array()}});
 }
 
 // Every laser set of every scanning set, and every post-process set, as the library's dump
@@ -177,10 +171,12 @@ ClCommands::ClCommands(CLI::App& app)
   m_group->require_subcommand(1);
   m_group->footer(
       "Lengths in a parameter file are millimetres. Exit status 0, 1 when a file cannot be\n"
-      "read or written (or, for check, holds refused elements), 2 on a usage error.\n"
+      "read or written (or, for check, holds refused elements; for new, exists), 2 on a usage\n"
+      "error. A FILE of - is the standard input (or, written, the standard output).\n"
       "Example: tal-machine cl show examples/conceptlaser/example.xml");
   m_new = m_group->add_subcommand("new", "Write a default parameter set");
   m_new->add_option("FILE", m_file, "Parameter file to write")->required()->check(kUtf8);
+  m_new->add_flag("--force", m_force, "Replace an existing FILE (default: refuse)");
   m_show = m_group->add_subcommand("show", "Print every value of a parameter file");
   m_show->add_option("FILE", m_file, "Parameter file to read")->required()->check(kUtf8);
   m_show->add_option("--format", m_format, "Output format")
@@ -198,14 +194,21 @@ ClCommands::ClCommands(CLI::App& app)
 }
 
 int ClCommands::Run() const {
-  if (m_new->parsed()) return RunClNew(m_file);
+  if (m_new->parsed()) return RunClNew(m_file, m_force);
   if (m_show->parsed()) return RunClShow(m_file, m_format, m_dump);
   if (m_check->parsed()) return RunClCheck(m_file);
   if (m_convert->parsed()) return RunClConvert(m_file, m_output);
   return kUsageError;
 }
 
-int RunClNew(const std::string& file) {
+int RunClNew(const std::string& file, bool force) {
+  std::error_code error;
+  if (!force && file != "-" &&
+      std::filesystem::symlink_status(file, error).type() !=
+          std::filesystem::file_type::not_found) {
+    Error(ShownName(file) + ": not written: the file exists (--force replaces it)");
+    return kFailure;
+  }
   MCLParameters set;
   return SaveReplacing(set, file) ? kSuccess : kFailure;
 }
@@ -217,7 +220,7 @@ int RunClShow(const std::string& file, const std::string& format, bool dump) {
   if (dump) {
     PrintDump(std::cout, set);
   } else if (format == "json") {
-    PrintJson(std::cout, file, set);
+    PrintSetJson(std::cout, ShownName(file), set);
   } else {
     PrintText(std::cout, file, set);
   }
@@ -229,7 +232,7 @@ int RunClCheck(const std::string& file) {
   bool refused = false;
   if (!Load(set, file, "error", refused)) return kFailure;
   if (refused) return kFailure;
-  std::cout << Printable(file) << ": OK";
+  std::cout << ShownName(file) << ": OK";
   const std::size_t kept = set.GetUnhandledElementsFromAllNodes().size();
   if (kept > 0) {
     std::cout << " (" << kept << " unknown element" << (kept == 1 ? "" : "s") << " kept)";

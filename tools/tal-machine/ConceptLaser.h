@@ -25,10 +25,11 @@ class ClCommands {
   std::string m_output;
   std::string m_format = "text";
   bool m_dump = false;
+  bool m_force = false;
 };
 
-// Writes a default parameter set.
-int RunClNew(const std::string& file);
+// Writes a default parameter set; an existing file only with `force`.
+int RunClNew(const std::string& file, bool force);
 // Prints every value of the set, lengths in millimetres, or with `dump` every laser and
 // post-process set through the library's dump operators; refused elements are warnings.
 int RunClShow(const std::string& file, const std::string& format, bool dump);

@@ -80,7 +80,7 @@ void PrintTable(const std::vector<Row>& rows, const std::wstring& currency) {
 }
 
 void Warning(const std::string& file, std::string_view line) {
-  std::cerr << Printable(file) << ": warning: " << line << '\n';
+  Error(ShownName(file) + ": warning: " + std::string(line));
 }
 
 }  // namespace

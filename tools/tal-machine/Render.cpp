@@ -541,14 +541,13 @@ int RunRender(const std::string& file, const std::string& out, Policy policy) {
     std::cout << svg;
     return kSuccess;
   }
-  std::ofstream stream(out, std::ios::binary | std::ios::trunc);
-  if (stream) stream << svg;
-  if (stream) stream.close();
-  if (!stream) {
-    std::cerr << "tal-machine: cannot write '" << Printable(out) << "': " << std::strerror(errno)
-              << '\n';
-    return kFailure;
-  }
+  const bool written = SaveReplacing(out, [&svg](const std::string& temporary) {
+    std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
+    if (stream) stream << svg;
+    if (stream) stream.close();
+    return stream ? std::string() : "cannot write: " + std::string(std::strerror(errno));
+  });
+  if (!written) return kFailure;
   return kSuccess;
 }
 

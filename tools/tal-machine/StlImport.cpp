@@ -1,5 +1,7 @@
 #include "StlImport.h"
 
+#include "Text.h"
+
 #include <admesh/stl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -138,7 +140,7 @@ struct StlFile {
 bool ReadStl(const std::string& path, MStlBase& mesh, std::string& error) {
   struct stat info {};
   if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
-    error = "cannot read STL file '" + path + "': not a readable regular file";
+    error = Printable(path) + ": cannot read as STL: not a readable regular file";
     return false;
   }
   // ADMesh takes a file for ASCII unless a byte above 127 follows the binary header, and its
@@ -151,7 +153,7 @@ bool ReadStl(const std::string& path, MStlBase& mesh, std::string& error) {
   TemporaryFile copy;
   if (IsBinaryStl(bytes)) {
     if (bytes.size() == kBinaryHeader) {
-      error = "cannot read STL file '" + path + "': it holds no triangles";
+      error = Printable(path) + ": cannot read as STL: it holds no triangles";
       return false;
     }
     const auto probe = std::string_view(bytes).substr(kBinaryHeader, kTypeProbe);
@@ -160,14 +162,15 @@ bool ReadStl(const std::string& path, MStlBase& mesh, std::string& error) {
     if (!looksBinary) {
       bytes[kBinaryHeader + 3] = static_cast<char>(bytes[kBinaryHeader + 3] | 0x80);
       if (!copy.Write(bytes)) {
-        error = "cannot read STL file '" + path + "': no room for a temporary copy";
+        error = Printable(path) + ": cannot read as STL: no room for a temporary copy";
         return false;
       }
       readPath = copy.path;
     }
   } else if (!IsAsciiStl(bytes)) {
-    error = "cannot read STL file '" + path +
-            "': neither a binary STL file (84 + 50 bytes a triangle) nor an ASCII one";
+    error = Printable(path) +
+            ": cannot read as STL: neither a binary STL file (84 + 50 bytes a triangle) nor an "
+            "ASCII one";
     return false;
   }
   // ADMesh reports its own reasons on stderr; the tool's one line says what failed, so they
@@ -188,7 +191,7 @@ bool ReadStl(const std::string& path, MStlBase& mesh, std::string& error) {
   }
   if (stl_get_error(&file.stl) != 0 || file.stl.stats.number_of_facets < 0 ||
       (file.stl.stats.number_of_facets > 0 && file.stl.facet_start == nullptr)) {
-    error = "cannot read STL file '" + path + "': not a valid binary or ASCII STL file";
+    error = Printable(path) + ": cannot read as STL: not a valid binary or ASCII STL file";
     return false;
   }
 
@@ -203,7 +206,7 @@ bool ReadStl(const std::string& path, MStlBase& mesh, std::string& error) {
     for (int c = 0; c < 3; ++c) {
       const stl_vertex& v = facet.vertex[c];
       if (!std::isfinite(v.x) || !std::isfinite(v.y) || !std::isfinite(v.z)) {
-        error = "cannot read STL file '" + path + "': facet " + std::to_string(f + 1) +
+        error = Printable(path) + ": cannot read as STL: facet " + std::to_string(f + 1) +
                 " has a coordinate that is not a finite number";
         return false;
       }
@@ -215,7 +218,7 @@ bool ReadStl(const std::string& path, MStlBase& mesh, std::string& error) {
     triangles.push_back(triangle);
   }
   if (!mesh.SetGeometry(std::move(vertices), std::move(triangles))) {
-    error = "cannot read STL file '" + path + "': inconsistent triangles";
+    error = Printable(path) + ": cannot read as STL: inconsistent triangles";
     return false;
   }
   mesh.SetName(std::filesystem::path(path).stem().wstring());

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include <utf8.h>
+
 namespace TalMachineTool {
 
 std::string ToUtf8(std::wstring_view text) {
@@ -33,19 +35,29 @@ std::vector<std::string_view> SplitLines(std::string_view text) {
 std::string Printable(std::string_view text) {
   std::string out;
   out.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '\n') {
-      out += "\\n";
-    } else if (c == '\r') {
-      out += "\\r";
-    } else if ((byte < 0x20 && c != '\t') || byte == 0x7F) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\x%02X", static_cast<unsigned>(byte));
-      out += escape;
-    } else {
-      out += c;
+  const auto escape = [&out](unsigned char byte) {
+    char escaped[8];
+    std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned>(byte));
+    out += escaped;
+  };
+  auto at = text.begin();
+  while (at != text.end()) {
+    // Up to the next byte that does not start a valid UTF-8 sequence, which is escaped.
+    const auto invalid = utf8::find_invalid(at, text.end());
+    for (; at != invalid; ++at) {
+      const char c = *at;
+      const auto byte = static_cast<unsigned char>(c);
+      if (c == '\n') {
+        out += "\\n";
+      } else if (c == '\r') {
+        out += "\\r";
+      } else if ((byte < 0x20 && c != '\t') || byte == 0x7F) {
+        escape(byte);
+      } else {
+        out += c;
+      }
     }
+    if (at != text.end()) escape(static_cast<unsigned char>(*at++));
   }
   return out;
 }

@@ -14,7 +14,8 @@ std::string ToUtf8(std::wstring_view text);
 // The lines of `text`, split at LF, CR LF and lone CR.
 std::vector<std::string_view> SplitLines(std::string_view text);
 
-// `text` with control characters shown as escapes (\n, \r, \x01, ...); tabs stay.
+// `text` with control characters and bytes that are not UTF-8 shown as escapes (\n, \r,
+// \x01, \xFF, ...); tabs stay.
 std::string Printable(std::string_view text);
 
 // A message on one line: its non-empty lines joined with ": ", control characters escaped.

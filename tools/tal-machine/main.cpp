@@ -14,6 +14,7 @@
 #include "Commands.h"
 #include "ConceptLaser.h"
 #include "Cost.h"
+#include "Diff.h"
 #include "Render.h"
 #include "Text.h"
 
@@ -71,6 +72,33 @@ CLI::Option* AddPolicy(CLI::App& command, std::string& policy) {
       ->capture_default_str();
 }
 
+CLI::Option* AddFormat(CLI::App& command, std::string& format) {
+  return command.add_option("--format", format, "Output format")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->capture_default_str();
+}
+
+CLI::Option* AddForce(CLI::App& command, bool& force) {
+  return command.add_flag("--force", force,
+                          "Write even when the file read had refused elements, values read "
+                          "leniently or no Machine element (default: refuse)");
+}
+
+// The end of a command's help: what its exit statuses mean, the policies when it reads a
+// machine file, and one example.
+std::string Footer(const std::string& statuses, const std::string& example,
+                   bool readsMachine = true) {
+  std::string text = "Exit status: " + statuses + "; 2 on a usage error.\n";
+  if (readsMachine) {
+    text +=
+        "Policies for elements the machine does not know: ignore drops them; keep keeps them\n"
+        "and writes them back; reject-required keeps them but fails the load when one is\n"
+        "marked required=\"true\".\n";
+  }
+  text += "A FILE of - is the standard input (or, written, the standard output).\n";
+  return text + "Example: " + example;
+}
+
 // One line: what is wrong, and where to read the usage of the command given.
 std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error) {
   std::string help = "tal-machine";
@@ -100,30 +128,44 @@ std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Creates, inspects, checks and converts machine files; costs builds.",
+  CLI::App app{"Creates, inspects, checks, compares and converts machine files; costs builds.",
                "tal-machine"};
   app.set_version_flag("--version", TALSDK_MACHINES_VERSION_STRING);
   app.require_subcommand(1);
+  app.footer("Run tal-machine COMMAND --help for the options of a command.");
 
   std::string file;
   std::string name = "Untitled";
   std::string unit = "mm";
+  bool force = false;
   CLI::App* create = app.add_subcommand("new", "Write a default machine");
   create->add_option("FILE", file, "Machine file to write")->required()->check(kUtf8);
   create->add_option("--name", name, "Name of the machine")->check(kUtf8)->capture_default_str();
   create->add_option("--unit", unit, "Length unit")
       ->check(CLI::IsMember(Keys(kUnits)))
       ->capture_default_str();
+  create->add_flag("--force", force, "Replace an existing FILE (default: refuse)");
+  create->footer(Footer("0 when written, 1 when FILE exists or cannot be written",
+                        "tal-machine new m2.xml --name \"M2 Cusing\" --unit mm", false));
 
   std::string showPolicy = "keep";
-  CLI::App* show = app.add_subcommand("show", "Print a summary of a machine file");
+  std::string showFormat = "text";
+  CLI::App* show = app.add_subcommand("show", "Print every field of a machine file");
   show->add_option("FILE", file, "Machine file to read")->required()->check(kUtf8);
   AddPolicy(*show, showPolicy);
+  AddFormat(*show, showFormat);
+  show->footer(Footer("0 when the file loads, 1 when it does not",
+                      "tal-machine show machine.xml --format json"));
 
   std::string checkPolicy = "reject-required";
-  CLI::App* check = app.add_subcommand("check", "Report every problem of a machine file");
-  check->add_option("FILE", file, "Machine file to read")->required()->check(kUtf8);
+  std::string checkFormat = "text";
+  std::vector<std::string> checkFiles;
+  CLI::App* check = app.add_subcommand("check", "Report every problem of machine files");
+  check->add_option("FILE", checkFiles, "Machine files to read")->required()->check(kUtf8);
   AddPolicy(*check, checkPolicy);
+  AddFormat(*check, checkFormat);
+  check->footer(Footer("0 when every file loads without a refused element, 1 when one does not",
+                       "tal-machine check a.xml b.xml"));
 
   std::string output;
   std::string convertPolicy = "keep";
@@ -133,6 +175,11 @@ int main(int argc, char** argv) {
       ->required()
       ->check(kUtf8);
   AddPolicy(*convert, convertPolicy);
+  AddForce(*convert, force);
+  convert->footer(
+      Footer("0 when written, 1 when IN cannot be loaded, would lose data or OUT "
+             "cannot be written",
+             "tal-machine convert old.xml new.xml"));
 
   std::string stl;
   std::string meshOutput;
@@ -144,11 +191,53 @@ int main(int argc, char** argv) {
   CLI::Option* removeOption =
       mesh->add_flag("--remove", removeMesh, "Take the platform mesh out instead");
   stlOption->excludes(removeOption);
-  mesh->add_option("--out", meshOutput, "Write the machine here instead of over FILE")
+  mesh->add_option("--out", meshOutput, "Write the machine here (default: over FILE)")
       ->check(kUtf8);
+  AddForce(*mesh, force);
   mesh->callback([&] {
     if (stl.empty() && !removeMesh) throw CLI::RequiredError("MESH or --remove");
   });
+  mesh->footer(
+      Footer("0 when written, 1 when a file cannot be read, would lose data or "
+             "cannot be written. FILE is read with the policy keep",
+             "tal-machine platform-mesh machine.xml plate.stl", false));
+
+  std::string diffPolicy = "keep";
+  std::string other;
+  CLI::App* diff = app.add_subcommand("diff", "Print the fields in which two machine files differ");
+  diff->add_option("A", file, "First machine file")->required()->check(kUtf8);
+  diff->add_option("B", other, "Second machine file")->required()->check(kUtf8);
+  AddPolicy(*diff, diffPolicy);
+  diff->footer(
+      Footer("0 when the machines are equal, 1 when they differ, 2 when one cannot be loaded",
+             "tal-machine diff before.xml after.xml"));
+
+  std::string getPolicy = "keep";
+  std::string fieldPath;
+  CLI::App* get = app.add_subcommand("get", "Print one value of a machine file");
+  get->add_option("FILE", file, "Machine file to read")->required()->check(kUtf8);
+  get->add_option("PATH", fieldPath, "Path of the value, as show --format json lists it")
+      ->required();
+  AddPolicy(*get, getPolicy);
+  get->footer(Footer("0 when printed, 1 when the file cannot be loaded or PATH is no value",
+                     "tal-machine get machine.xml Machine/Platform/Envelope/Dx"));
+
+  std::string value;
+  std::string setOutput;
+  CLI::App* set = app.add_subcommand("set", "Change one value of a machine file");
+  set->add_option("FILE", file, "Machine file to change")->required()->check(kUtf8);
+  set->add_option("PATH", fieldPath, "Path of the value, as show --format json lists it")
+      ->required();
+  set->add_option("VALUE", value, "New text of the value, as a machine file holds it")
+      ->required()
+      ->check(kUtf8);
+  set->add_option("--out", setOutput, "Write the machine here (default: over FILE)")->check(kUtf8);
+  AddForce(*set, force);
+  set->footer(
+      Footer("0 when written, 1 when the file cannot be loaded, would lose data, "
+             "PATH is no value or VALUE is not a text it takes. FILE is read with the "
+             "policy keep",
+             "tal-machine set machine.xml Machine/Platform/Envelope/Dx 300000", false));
 
   std::string costPolicy = "keep";
   TalMachineTool::BuildQuantities build;
@@ -181,8 +270,9 @@ int main(int argc, char** argv) {
   AddPolicy(*cost, costPolicy);
   cost->footer(
       "Missing quantities count as 0. Units are litres for volumes, cm² for surfaces, mm for\n"
-      "extents and seconds for the build time, whose unit cost is per hour.\n"
-      "Example: tal-machine cost machine.xml --volume 2000000 --time 7200");
+      "extents and seconds for the build time, whose unit cost is per hour.\n" +
+      Footer("0 when printed, 1 when the machine cannot be loaded",
+             "tal-machine cost machine.xml --volume 2000000 --time 7200"));
 
   std::string scanPolicy = "keep";
   double cureDepth = 0.0;
@@ -194,7 +284,8 @@ int main(int argc, char** argv) {
       ->type_name("D")
       ->check(Quantity(false));
   AddPolicy(*scan, scanPolicy);
-  scan->footer("Example: tal-machine scan-speed machine.xml --cure-depth 0.1651");
+  scan->footer(Footer("0 when printed, 1 when the machine cannot be loaded",
+                      "tal-machine scan-speed machine.xml --cure-depth 0.1651"));
 
   std::string renderPolicy = "keep";
   std::string renderOutput;
@@ -206,9 +297,9 @@ int main(int argc, char** argv) {
   AddPolicy(*render, renderPolicy);
   render->footer(
       "The envelope, laser overlaps, locked areas (hidden ones dashed), gas-flow and recoater\n"
-      "arrows and the default part position, to scale in millimetres. Exit status 0, 1 when\n"
-      "the machine cannot be loaded or the file cannot be written, 2 on a usage error.\n"
-      "Example: tal-machine render machine.xml -o platform.svg");
+      "arrows and the default part position, to scale in millimetres.\n" +
+      Footer("0 when drawn, 1 when the machine cannot be loaded or the file cannot be written",
+             "tal-machine render machine.xml -o platform.svg"));
 
   TalMachineTool::ClCommands cl(app);
 
@@ -222,11 +313,18 @@ int main(int argc, char** argv) {
 
   int status = TalMachineTool::kFailure;
   try {
-    if (*create) status = TalMachineTool::RunNew(file, name, kUnits.at(unit));
-    if (*show) status = TalMachineTool::RunShow(file, kPolicies.at(showPolicy));
-    if (*check) status = TalMachineTool::RunCheck(file, kPolicies.at(checkPolicy));
-    if (*mesh) status = TalMachineTool::RunPlatformMesh(file, stl, removeMesh, meshOutput);
-    if (*convert) status = TalMachineTool::RunConvert(file, output, kPolicies.at(convertPolicy));
+    if (*create) status = TalMachineTool::RunNew(file, name, kUnits.at(unit), force);
+    if (*show) status = TalMachineTool::RunShow(file, kPolicies.at(showPolicy), showFormat);
+    if (*check) {
+      status = TalMachineTool::RunCheck(checkFiles, kPolicies.at(checkPolicy), checkFormat);
+    }
+    if (*mesh) status = TalMachineTool::RunPlatformMesh(file, stl, removeMesh, meshOutput, force);
+    if (*convert) {
+      status = TalMachineTool::RunConvert(file, output, kPolicies.at(convertPolicy), force);
+    }
+    if (*diff) status = TalMachineTool::RunDiff(file, other, kPolicies.at(diffPolicy));
+    if (*get) status = TalMachineTool::RunGet(file, fieldPath, kPolicies.at(getPolicy));
+    if (*set) status = TalMachineTool::RunSet(file, fieldPath, value, setOutput, force);
     if (*cost) {
       if (*dxOption) build.dx = dx;
       if (*dyOption) build.dy = dy;

@@ -2,6 +2,7 @@
 // Loading a machine from a machine file and saving it to one.
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <TalSDK/MachinesExport.h>
@@ -37,6 +38,11 @@ struct MachineLoadResult {
   int line = 0;          // 1-based line of a reader error; 0 when none or unknown
   int column = 0;        // 1-based column (in bytes) of a reader error; 0 when none or unknown
   std::vector<TalSAX::SAXWarning> refusedElements;  // elements the reader refused, in file order
+  // Values read leniently (an unknown text taken as a fallback value), in file order. They
+  // do not fail the load, but saving writes the fallback's text in place of the file's.
+  std::vector<TalSAX::SAXLenientReading> lenientReadings;
+  // False when the document held no "Machine" element: nothing was read into the machine.
+  bool machineFound = false;
   // Kept elements marked required="true", anywhere in the machine, once the file was read
   // (none under IgnoreUnhandledElements, which keeps nothing).
   std::vector<TalSDK::MSaxUnhandledElementDescription> requiredElements;
@@ -53,12 +59,22 @@ LoadMachineFile(MachineParameters& machine, const wchar_t* path,
                 MachineParametersSaxRead::LoadPolicyUnhandledElements policy,
                 const TalSAX::SAXReaderLimits& limits);
 
+// Loads as LoadMachineFile does from a document in memory; `sourceName` stands for the file
+// name in messages and in the result.
+TALSDK_MACHINES_EXPORT MachineLoadResult LoadMachineDocument(
+    MachineParameters& machine, std::string_view document, std::string_view sourceName,
+    MachineParametersSaxRead::LoadPolicyUnhandledElements policy);
+
 // Saves `machine` to the file at `path`. False when the file cannot be created (no message),
 // when a block refuses to write (no message; the file holds what was written so far) or on a
 // write error (message; the file is deleted).
 TALSDK_MACHINES_EXPORT bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path,
                                        std::wstring& message);
 TALSDK_MACHINES_EXPORT bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path);
+// The document SaveToTMCF writes, into `document`. False when a block refuses to write
+// (`document` then holds what was written so far).
+TALSDK_MACHINES_EXPORT bool SaveMachineDocument(const MachineParameters& machine,
+                                                std::string& document);
 
 // The outcome of SaveMachineFileAtomically.
 struct MachineSaveResult {

@@ -40,6 +40,9 @@ struct FieldView {
   std::string_view tag;   // "Dx"; an item's tag carries its number: "Overlap[2]"
   FieldKind kind;
   std::string_view text;  // the value as written in a machine file (UTF-8)
+  // False for a field that the block's equality ignores (a display colour, a visibility
+  // switch), and for everything inside one.
+  bool compared = true;
 };
 
 // Collects the path while a description is walked and hands every entry to the visitor.
@@ -51,11 +54,15 @@ class TALSDK_MACHINES_EXPORT FieldVisit {
   void Value(std::string_view tag, FieldKind kind, std::string_view text);
   void Enter(std::string_view tag, FieldKind kind, std::string_view text = {});
   void Leave();
+  // Between these two calls every entry is marked as not compared; they nest.
+  void BeginNotCompared() { ++m_notCompared; }
+  void EndNotCompared() { --m_notCompared; }
 
  private:
   std::function<void(const FieldView&)> m_visitor;
   std::string m_path;
   std::vector<std::size_t> m_levels;  // length of m_path before each open level
+  int m_notCompared = 0;
 };
 
 }  // namespace TalAM

@@ -39,6 +39,12 @@ struct SAXWarning {
   std::string text;  // the element's own text, cut at 200 bytes
 };
 
+// A value a handler accepted although its text is not one of the texts it knows: it read the
+// text as a fallback value instead of refusing the element.
+struct SAXLenientReading : SAXWarning {
+  std::string readAs;  // the text of the value it became
+};
+
 // Documents nested deeper than this are refused.
 inline constexpr int kMaxElementDepth = 256;
 
@@ -77,6 +83,10 @@ class TALSDK_SDK_EXPORT ISAXReader {
 
   // The object read under `objectId` (its element carried ID="objectId"), or null.
   virtual ISAXReference* FindReference(unsigned int objectId) const = 0;
+
+  // From inside HandleTag: the element just opened was read leniently, as the value whose
+  // text is `readAs`. Readers that do not collect such notes ignore it.
+  virtual void NoteLenientReading(std::string_view readAs) { static_cast<void>(readAs); }
 
   // Reads the text of the element just opened. False when it does not convert; the target
   // is then unchanged.
@@ -136,6 +146,8 @@ class TALSDK_SDK_EXPORT SAXReader : public ISAXReader {
 
   // Elements refused by their handlers during the last parse, in document order.
   const std::vector<SAXWarning>& GetWarnings() const;
+  // Elements read leniently during the last parse, in document order.
+  const std::vector<SAXLenientReading>& GetLenientReadings() const;
 
   // The limits of the following parses (SAXReaderLimits gives the defaults).
   void SetLimits(const SAXReaderLimits& limits);
@@ -150,6 +162,7 @@ class TALSDK_SDK_EXPORT SAXReader : public ISAXReader {
   bool CaptureElement(TalSDK::MSaxUnhandledElement& element) override;
   void SkipElementContent() override;
   ISAXReference* FindReference(unsigned int objectId) const override;
+  void NoteLenientReading(std::string_view readAs) override;
 
  protected:
   bool IsElementTextChecked() const override { return true; }
