@@ -157,13 +157,26 @@ TEST(SAXReaderTest, ObjectIdsReachTheDelegatedHandler) {
   Target target;
   Probe probe;
   probe.onTag = [&](const std::string& tag, TalSAX::ISAXReader& reader) {
+    if (tag == "Owned") return reader.DelegateToOwnedChild(new Target);
     return tag == "Doc" || reader.DelegateToChild(target);
   };
   SAXReader reader(true, nullptr);
-  reader.ParseBuffer("<Doc><Obj ID=\"17\"/><Other ID=\"x\"/></Doc>", &probe);
+  reader.ParseBuffer("<Doc><Obj ID=\"17\"/><Other ID=\"x\"/><Owned ID=\"5\"/></Doc>", &probe);
   EXPECT_EQ(target.GetObjectId(), 17u);
   EXPECT_EQ(reader.FindReference(17), static_cast<ISAXReference*>(&target));
   EXPECT_EQ(reader.FindReference(18), nullptr);
+  // The owned handler died at its end tag: its id no longer leads to it.
+  EXPECT_EQ(reader.FindReference(5), nullptr);
+}
+
+// A refused element's warning keeps the first 200 bytes of its text.
+TEST(SAXReaderTest, WarningTextIsCut) {
+  std::vector<std::string> log;
+  Recorder root("root", log);
+  SAXReader reader(true, nullptr);
+  reader.ParseBuffer("<R><Refused>" + std::string(199, 'a') + "bc</Refused></R>", &root);
+  ASSERT_EQ(reader.GetWarnings().size(), 1u);
+  EXPECT_EQ(reader.GetWarnings()[0].text, std::string(199, 'a') + "b");
 }
 
 // A handler may ask a container for its text and still receive its children: the reader reads
