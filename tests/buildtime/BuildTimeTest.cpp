@@ -101,45 +101,6 @@ TEST(BuildTimeTest, ParametersUsedCountEveryUseSwitchButZMinimum) {
   EXPECT_EQ(learning.NumParametersUsed(), 9u);
 }
 
-TEST(BuildTimeTest, DefaultCalculationIsWrittenInFileOrder) {
-  const std::string part =
-      "      <BorderScanSpeed>500</BorderScanSpeed>\n      <HatchScanSpeed>500</HatchScanSpeed>\n"
-      "      <BorderOC>30</BorderOC>\n      <HatchOC>-20</HatchOC>\n"
-      "      <HatchDistance>4000</HatchDistance>\n      <LayerThickness>250</LayerThickness>\n"
-      "      <RecoatTime>25</RecoatTime>\n";
-  std::string switches;
-  for (const char* name : {"FixedTime", "Volume", "ProjectArea", "ZProjectArea", "Surface",
-                           "SupportVolume", "ZMinimum", "DeltaX", "DeltaY", "DeltaZ"}) {
-    const std::string n = name;
-    const bool use = n == "Volume" || n.ends_with("ProjectArea") || n == "SupportVolume";
-    for (const char* kind : {"Use", "Laser"}) {
-      const bool on = use || (n == "DeltaZ" && std::string(kind) == "Use");
-      switches += "    <" + n + kind + ">" + (on ? "true" : "false") + "</" + n + kind + ">\n";
-    }
-  }
-  EXPECT_EQ(TestSupport::WriteBlock("BuildTimeCalculation", BUILD_TIME_CALCULATIE()),
-            kHeader + "<BuildTimeCalculation>\n  <Type>None</Type>\n  <BuildTimeParameters>\n" +
-                "    <MachineAndResinParameters>\n      <Ec>0.094999999</Ec>\n" +
-                "      <Dp>0.16509999</Dp>\n      <LaserPower>20</LaserPower>\n" +
-                "      <AskLaserPowerDuringEstimation>true</AskLaserPowerDuringEstimation>\n" +
-                "      <LaserDiameter>200</LaserDiameter>\n" +
-                "      <RecoatTimeNoSweep>25</RecoatTimeNoSweep>\n" +
-                "      <RecoatTimeOneSweep>35</RecoatTimeOneSweep>\n" +
-                "      <RecoatTimeThreeSweeps>45</RecoatTimeThreeSweeps>\n" +
-                "    </MachineAndResinParameters>\n    <PartParameters>\n" + part +
-                "    </PartParameters>\n    <SupportParameters>\n" + part +
-                "    </SupportParameters>\n    <SupportHeight>0</SupportHeight>\n" +
-                "    <RecoatParameters>\n      <NumberOfSweepsRange1>0</NumberOfSweepsRange1>\n" +
-                "      <EndRange1>10000</EndRange1>\n" +
-                "      <NumberOfSweepsRange2>1</NumberOfSweepsRange2>\n" +
-                "      <EndRange2>500000</EndRange2>\n" +
-                "      <NumberOfSweepsRange3>1</NumberOfSweepsRange3>\n" +
-                "      <EndRange3>1000000</EndRange3>\n    </RecoatParameters>\n" +
-                "  </BuildTimeParameters>\n  <SelfLearningParameters>\n" +
-                "    <LaserBased>1</LaserBased>\n" + switches + "    <PlateauDataList/>\n" +
-                "  </SelfLearningParameters>\n</BuildTimeCalculation>\n");
-}
-
 TEST(BuildTimeTest, TypeTextsAreStrictAndAnUnnamedTypeFailsTheWrite) {
   const char* texts[] = {"SlaParameters", "DrawingSpeed", "SelfLearning", "None"};
   for (int i = 0; i < 4; ++i) {

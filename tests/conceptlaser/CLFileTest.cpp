@@ -38,70 +38,6 @@ std::string Read(const std::string& content, MCLParameters& set) {
   return refused;
 }
 
-std::string Laser(const std::string& tag, int depth) {
-  const std::string in(2 * depth, ' ');
-  const std::string inner(2 * depth + 2, ' ');
-  return in + "<" + tag + ">\n" + inner + "<LaserPower>100</LaserPower>\n" + inner +
-         "<LaserFocus>50</LaserFocus>\n" + inner + "<LaserSpeed>600</LaserSpeed>\n" + inner +
-         "<LaserExposureTime>300</LaserExposureTime>\n" + inner +
-         "<LaserOnDelay>80</LaserOnDelay>\n" + inner + "<LaserOffDelay>300</LaserOffDelay>\n" +
-         inner + "<LaserMarkDelay>0</LaserMarkDelay>\n" + inner +
-         "<LaserPolygonDelay>0</LaserPolygonDelay>\n" + inner +
-         "<LaserJumpDelay>0</LaserJumpDelay>\n" + inner +
-         "<LaserJumpDelayMin>500</LaserJumpDelayMin>\n" + inner +
-         "<LaserJumpDelayMax>1000</LaserJumpDelayMax>\n" + inner +
-         "<LaserSaturationTime>5</LaserSaturationTime>\n" + in + "</" + tag + ">\n";
-}
-
-// The file of a default set, written by hand: lengths in millimetres.
-std::string DefaultFile() {
-  return Document(
-      "  <ParametersName/>\n  <FileSizeLimit>500</FileSizeLimit>\n  <CLWRXParameterName/>\n"
-      "  <SliceParameters>\n    <Thickness>5</Thickness>\n    <ThicknessFine>1</ThicknessFine>\n"
-      "  </SliceParameters>\n"
-      "  <PlatformParameters>\n    <BuildReference/>\n    <MachineID/>\n"
-      "    <PlatformX>0</PlatformX>\n    <PlatformY>0</PlatformY>\n    <PlatformZ>0</PlatformZ>\n"
-      "    <PowderDoseFactor>1</PowderDoseFactor>\n"
-      "    <PreprocessSlices>false</PreprocessSlices>\n"
-      "    <ScanOptimization>false</ScanOptimization>\n"
-      "    <ScanOptimizationSupport>false</ScanOptimizationSupport>\n"
-      "    <PlatformProcessParameters>\n"
-      "      <SkinWidth>20</SkinWidth>\n      <BeamCompensation>2.5</BeamCompensation>\n"
-      "      <InsideOffsetCount>0</InsideOffsetCount>\n"
-      "      <InsideoffsetInterval>0</InsideoffsetInterval>\n"
-      "      <OutsideOffsetCount>0</OutsideOffsetCount>\n"
-      "      <OutsideoffsetInterval>0</OutsideoffsetInterval>\n"
-      "      <DataMinValueX>0</DataMinValueX>\n      <DataMinValueY>0</DataMinValueY>\n"
-      "      <DataMinValueZ>0</DataMinValueZ>\n      <DataMaxValueX>0</DataMaxValueX>\n"
-      "      <DataMaxValueY>0</DataMaxValueY>\n      <DataMaxValueZ>0</DataMaxValueZ>\n"
-      "      <IslandParameters>\n        <IslandsEnabled>true</IslandsEnabled>\n"
-      "        <IslandsSizeX>5</IslandsSizeX>\n        <IslandsSizeY>5</IslandsSizeY>\n"
-      "        <IslandsSizeEdge>3</IslandsSizeEdge>\n        <IslandsShiftX>0</IslandsShiftX>\n"
-      "        <IslandsShiftY>0</IslandsShiftY>\n        <InterIslandGap>0</InterIslandGap>\n"
-      "        <IslandsOrientation>15</IslandsOrientation>\n      </IslandParameters>\n"
-      "      <HatchingParameters>\n        <HatchingEnabled>true</HatchingEnabled>\n"
-      "        <HatchingDistance>1</HatchingDistance>\n        <HatchingOffset>1</HatchingOffset>\n"
-      "        <HatchingRetract>0</HatchingRetract>\n"
-      "        <HatchingInitialAngle>0</HatchingInitialAngle>\n"
-      "        <HatchingTurningAngle>0</HatchingTurningAngle>\n        <Meanders>\n"
-      "          <MeandersEnabled>true</MeandersEnabled>\n"
-      "          <MeandersFactor>3</MeandersFactor>\n        </Meanders>\n"
-      "      </HatchingParameters>\n    </PlatformProcessParameters>\n"
-      "    <QuadrantParameters>\n      <QuadrantsEnabled>false</QuadrantsEnabled>\n"
-      "      <QuadrantSizeX>50</QuadrantSizeX>\n      <QuadrantSizeY>50</QuadrantSizeY>\n"
-      "      <QuadrantOverlapX>1</QuadrantOverlapX>\n      <QuadrantOverlapY>1</QuadrantOverlapY>\n"
-      "    </QuadrantParameters>\n  </PlatformParameters>\n"
-      "  <TracingParameters>\n    <TracingEnabled>true</TracingEnabled>\n"
-      "    <TraceFileName>C:/cl_parameters.log</TraceFileName>\n"
-      "    <AddAllSlices>true</AddAllSlices>\n  </TracingParameters>\n"
-      "  <ParameterSet>\n    <Name>Default</Name>\n" +
-      Laser("BorderProcessParameters", 2) + Laser("HatchingProcessParameters", 2) +
-      Laser("UpHatchingProcessParameters", 2) + Laser("DownHatchingProcessParameters", 2) +
-      Laser("ProcessParametersInnerContours", 2) + Laser("ProcessParametersSupport", 2) +
-      Laser("ProcessParametersPoints", 2) +
-      "  </ParameterSet>\n  <ComponentPostProcessParameters/>\n");
-}
-
 TEST(CLFileTest, DefaultSetIsWrittenAsByHandAndLoadsBackUnderTheFileName) {
   TestSupport::TempDirectory directory;
   // A '\' separates names as well as '/'.
@@ -109,7 +45,9 @@ TEST(CLFileTest, DefaultSetIsWrittenAsByHandAndLoadsBackUnderTheFileName) {
   const MCLParameters defaults;
   MCLParameters set;
   ASSERT_TRUE(set.Save(path.wstring()));
-  EXPECT_EQ(TestSupport::ReadFile(path), DefaultFile());
+  // Checked by hand once: lengths in millimetres.
+  const char* reference = TEST_DATA "/conceptlaser/data/default-set.cl.xml";
+  EXPECT_EQ(TestSupport::ReadFile(path), TestSupport::ReadFile(reference));
   EXPECT_EQ(GetClLengthMode(), 0);
 
   MCLParameters loaded;

@@ -21,31 +21,6 @@ std::string BitmapElement(const std::vector<std::uint32_t>& cells) {
   return text.substr(begin, text.find("</Bitmap>") + 9 - begin);
 }
 
-TEST(MachineNestingTest, DefaultBlockIsWrittenInFileOrder) {
-  EXPECT_EQ(TestSupport::WriteBlock("Nesting", MSaxMachineNesting()),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<Nesting>\n"
-            "  <Enabled>true</Enabled>\n"
-            "  <MultiPlatformNesting>false</MultiPlatformNesting>\n"
-            "  <Type>0</Type>\n"
-            "  <BoundingBox>\n"
-            "    <Interval>10000</Interval>\n    <Margin>10000</Margin>\n"
-            "    <Placement>0</Placement>\n"
-            "  </BoundingBox>\n"
-            "  <Geometry>\n"
-            "    <Interval>5000</Interval>\n    <Margin>5000</Margin>\n"
-            "    <Placement>0</Placement>\n    <PlacementSolution>0</PlacementSolution>\n"
-            "    <RotationAngle>0</RotationAngle>\n"
-            "  </Geometry>\n"
-            "  <Custom>\n"
-            "    <Height>0</Height>\n    <Width>0</Width>\n    <Accuracy>50</Accuracy>\n"
-            "    <ShowCustomBitmap>false</ShowCustomBitmap>\n"
-            "  </Custom>\n"
-            "  <SortByZ>false</SortByZ>\n"
-            "  <SortByZType>0</SortByZType>\n"
-            "</Nesting>\n");
-}
-
 // The blocks' own tags inside them are accepted, so their children still arrive; codes are
 // stored as given.
 TEST(MachineNestingTest, OwnTagsAreAcceptedAndCodesKeptAsGiven) {

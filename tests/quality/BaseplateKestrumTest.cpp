@@ -20,26 +20,6 @@ std::string Read(const std::string& content, Model& model) {
   return paths;
 }
 
-TEST(BaseplateKestrumTest, DefaultsAreWrittenInFileOrder) {
-  EXPECT_EQ(TestSupport::WriteBlock("B", MSaxBaseplateParametersWriter(MBaseplateParameters())),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<B>\n"
-            "  <Enabled>false</Enabled>\n  <Method>Contour</Method>\n"
-            "  <Thickness>20000</Thickness>\n  <Offset>20000</Offset>\n"
-            "  <LiftEdgesEnabled>false</LiftEdgesEnabled>\n  <LiftHeight>20000</LiftHeight>\n"
-            "  <PerforationsEnabled>false</PerforationsEnabled>\n"
-            "  <PerforationsSize>20000</PerforationsSize>\n"
-            "  <PerforationsSpacing>20000</PerforationsSpacing>\n</B>\n");
-  EXPECT_EQ(
-      TestSupport::WriteBlock("K", MSaxKestrumSupportParametersWriter(MKestrumSupportParameters())),
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<K>\n"
-      "  <ParametersFilePath/>\n  <UseNoBuildZones>false</UseNoBuildZones>\n"
-      "  <UseLayerThickness>true</UseLayerThickness>\n  <LayerThickness>500</LayerThickness>\n"
-      "  <UseRealNoBuildZones>false</UseRealNoBuildZones>\n  <kestrumMerge>false</kestrumMerge>\n"
-      "  <OnePlatformSupportTemplate>kestrumMergedPart</OnePlatformSupportTemplate>\n"
-      "  <UseBuildEnvelope>true</UseBuildEnvelope>\n"
-      "  <IgnoreKestrumBaseplate>false</IgnoreKestrumBaseplate>\n</K>\n");
-}
-
 // Any method text but "BoundingBox" reads as Contour; any value but 1 writes as "Contour".
 TEST(BaseplateKestrumTest, MethodIsLenientBothWays) {
   for (const auto& [text, method] : {std::pair{"BoundingBox", BaseplateMethod::BoundingBox},

@@ -168,15 +168,9 @@ TEST(QualityPartsTest, SetRoundTrip) {
 TEST(QualityPartsTest, EqualityAndOrder) {
   MMachineQualityParts base;
   base.m_items[L"A"].m_mesh->SetName(L"A");
-  std::vector<MMachineQualityParts> differing(5, base);
-  differing[0].m_items.at(L"A").m_mesh->SetName(L"AA");
-  differing[1].m_items.at(L"A").m_position(2, 3) = 1;
-  differing[2].m_items[L"B"];
-  differing[3].m_keepPosition = false;
-  differing[4].m_items.at(L"A").AddUnhandledElement(TalSDK::MSaxUnhandledElement());
-  for (const MMachineQualityParts& other : differing)
-    EXPECT_FALSE(other == base);
-
+  MMachineQualityParts kept = base;
+  kept.m_items.at(L"A").AddUnhandledElement(TalSDK::MSaxUnhandledElement());
+  EXPECT_FALSE(kept == base);
   MMachineQualityParts geometry = base;
   geometry.m_items.at(L"A").m_mesh->SetVertices({{1, 2, 3}});
   EXPECT_TRUE(geometry == base);
@@ -215,14 +209,7 @@ TEST(QualityPartsTest, PositionIsShownAsTranslationAndRotation) {
   }
 }
 
-TEST(QualityPartsTest, DefaultsAndResets) {
-  EXPECT_EQ(TestSupport::WriteBlock("Q", MSAXQualityPartsWriter(MMachineQualityParts())),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Q>\n  <ProfileName/>\n"
-            "  <Enabled>true</Enabled>\n  <Group>false</Group>\n"
-            "  <KeepPosition>true</KeepPosition>\n</Q>\n");
-  EXPECT_EQ(TestSupport::WriteBlock("P", MSAXQualityPartsProfilesWriter({})),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<P/>\n");
-
+TEST(QualityPartsTest, Resets) {
   // The set's reset empties the items alone.
   MMachineQualityParts parts;
   ReadSet(

@@ -17,8 +17,8 @@ TEST(UnitsTest, ScopedFactorsNestAndFactorsThatAreNotPositiveAndFiniteAreIgnored
     EXPECT_EQ(MUnit::GetISU(), 25400);
     EXPECT_EQ(MUnit::GetIE(), 1000);
     {
-      const ScopedConversionFactor nested(0.0254);  // rounds to whole internal units
-      EXPECT_EQ(MUnit::GetISU(), 25);
+      const ScopedConversionFactor nested(0.0257);  // 25.7 rounds to whole internal units
+      EXPECT_EQ(MUnit::GetISU(), 26);
     }
     for (const double bad : {0.0, -25.4, std::numeric_limits<double>::quiet_NaN(),
                              std::numeric_limits<double>::infinity()}) {

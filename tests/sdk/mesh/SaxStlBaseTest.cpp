@@ -97,6 +97,13 @@ TEST(SaxStlBaseTest, RoundTripIsBitIdenticalAndKeepsUnknownChildren) {
   EXPECT_EQ(read.GetTriangles(), mesh.GetTriangles());
   EXPECT_EQ(read.GetUnhandledElements(), mesh.GetUnhandledElements());
 
+  // Children of "Name" belong to the name, not to the mesh's kept elements.
+  MStlBase named;
+  EXPECT_TRUE(
+      ReadDocument("<Document><Mesh><Name>n<Sub/></Name></Mesh></Document>", named).empty());
+  EXPECT_EQ(named.GetName(), L"n");
+  EXPECT_TRUE(named.GetUnhandledElements().empty());
+
   MStlBase empty;
   EXPECT_TRUE(ReadDocument(WriteDocument(MStlBase()), empty).empty());
   EXPECT_EQ(empty.GetVertexCount() + empty.GetTriangleCount(), 0u);

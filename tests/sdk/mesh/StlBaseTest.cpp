@@ -92,9 +92,13 @@ TEST(StlBaseTest, CopyReportsProgressAndCancelsWithoutChange) {
   };
   MStlBase target;
   target.AssignObjectId(7);
+  target.SetOperatingMode(TalSDK::MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
   ASSERT_TRUE(target.Copy(source, &record));
   ExpectSameContent(target, source);
+  // The target stays what it was: its id and how it treats unknown elements.
   EXPECT_EQ(target.GetObjectId(), 7u);
+  EXPECT_EQ(target.GetOperatingMode(),
+            TalSDK::MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
   ASSERT_GE(fractions.size(), 2u);
   EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
   EXPECT_EQ(fractions.back(), 1.0);

@@ -125,13 +125,33 @@ TEST(ExtensibleObjectTest, WriterAvoidsIdsUsedInsideKeptElements) {
   EXPECT_EQ(ids.size(), 2u);
   EXPECT_TRUE(ids.contains(1) && ids.contains(2));
 
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  EXPECT_TRUE(Utilities::RegisterUsedIds(ids, writer));
   struct Ref : ISAXReference {
-  } object;
-  EXPECT_EQ(writer.GetObjectId(&object), 3u);
+  } first, object;
+  for (const bool idOneTaken : {false, true}) {
+    std::string out;
+    TalSAX::SAXWriter writer(nullptr);
+    writer.OpenString(out);
+    if (idOneTaken) {
+      EXPECT_EQ(writer.GetObjectId(&first), 1u);
+    }
+    // A clash is reported, and the ids after it are still registered.
+    EXPECT_EQ(Utilities::RegisterUsedIds(ids, writer), !idOneTaken);
+    EXPECT_EQ(writer.GetObjectId(&object), 3u);
+  }
+}
+
+// Kept text: text and CDATA next to each other form one text; an empty element stays equal
+// through a save and a load.
+TEST(ExtensibleObjectTest, KeptTextAndEmptyElements) {
+  Block block;
+  Read("<Block><Mixed>a<![CDATA[<b>]]>c</Mixed><Empty></Empty></Block>", block);
+  ASSERT_EQ(block.GetUnhandledElements().size(), 2u);
+  const auto& nodes = block.GetUnhandledElements()[0].GetNodes();
+  ASSERT_EQ(nodes.size(), 2u);
+  EXPECT_EQ(nodes[1].value, "a<b>c");
+  Block again;
+  Read(Write(block), again);
+  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(again) == block);
 }
 
 TEST(ExtensibleObjectTest, DeepKeptElementsCopyCompareAndDestroyWithoutRecursion) {

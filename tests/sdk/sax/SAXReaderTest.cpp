@@ -36,6 +36,7 @@ class Recorder : public ISAXPersist {
   void HandleEndTag(std::string_view tag) override {
     m_log.push_back(m_name + " </" + std::string(tag) + ">");
   }
+  void ResolveReferences(TalSAX::ISAXReader&) override { m_log.push_back(m_name + " resolve"); }
   void InitAfterLoading() override { m_log.push_back(m_name + " init"); }
 
   Recorder* child = nullptr;
@@ -89,11 +90,11 @@ TEST(SAXReaderTest, DelegationOrderOwnershipAndRefusedElements) {
       "  <C/>\n</R>",
       &root);
   reader.InitHelpersAfterLoading();
-  EXPECT_THAT(
-      log, ElementsAre("root <R>", "root <Child>", "child <A>", "child </A>", "child <Owned>",
-                       "owned <B>", "owned </B>", "owned init", "child </Owned>", "owned destroyed",
-                       "child init", "root </Child>", "root <Refused>", "root </Refused>",
-                       "root <C>", "root </C>", "root </R>", "root init"));
+  EXPECT_THAT(log, ElementsAre("root <R>", "root <Child>", "child <A>", "child </A>",
+                               "child <Owned>", "owned <B>", "owned </B>", "owned resolve",
+                               "owned init", "child </Owned>", "owned destroyed", "child resolve",
+                               "child init", "root </Child>", "root <Refused>", "root </Refused>",
+                               "root <C>", "root </C>", "root </R>", "root resolve", "root init"));
   ASSERT_EQ(reader.GetWarnings().size(), 1u);
   const TalSAX::SAXWarning& warning = reader.GetWarnings()[0];
   EXPECT_EQ(warning.path, "R/Refused");
@@ -157,13 +158,31 @@ TEST(SAXReaderTest, ObjectIdsReachTheDelegatedHandler) {
   Target target;
   Probe probe;
   probe.onTag = [&](const std::string& tag, TalSAX::ISAXReader& reader) {
+    if (tag == "Owned") return reader.DelegateToOwnedChild(new Target);
     return tag == "Doc" || reader.DelegateToChild(target);
   };
   SAXReader reader(true, nullptr);
-  reader.ParseBuffer("<Doc><Obj ID=\"17\"/><Other ID=\"x\"/></Doc>", &probe);
+  reader.ParseBuffer("<Doc><Obj ID=\"17\"><In/></Obj><Other ID=\"x\"/><Owned ID=\"5\"/></Doc>",
+                     &probe);
+  // A handler that takes no elements refuses them, and has nothing to write.
+  ASSERT_EQ(reader.GetWarnings().size(), 1u);
+  EXPECT_EQ(reader.GetWarnings()[0].path, "Doc/Obj/In");
+  EXPECT_TRUE(TestSupport::TryWriteBlock("T", target).first);
   EXPECT_EQ(target.GetObjectId(), 17u);
   EXPECT_EQ(reader.FindReference(17), static_cast<ISAXReference*>(&target));
   EXPECT_EQ(reader.FindReference(18), nullptr);
+  // The owned handler died at its end tag: its id no longer leads to it.
+  EXPECT_EQ(reader.FindReference(5), nullptr);
+}
+
+// A refused element's warning keeps the first 200 bytes of its text.
+TEST(SAXReaderTest, WarningTextIsCut) {
+  std::vector<std::string> log;
+  Recorder root("root", log);
+  SAXReader reader(true, nullptr);
+  reader.ParseBuffer("<R><Refused>" + std::string(199, 'a') + "bc</Refused></R>", &root);
+  ASSERT_EQ(reader.GetWarnings().size(), 1u);
+  EXPECT_EQ(reader.GetWarnings()[0].text, std::string(199, 'a') + "b");
 }
 
 // A handler may ask a container for its text and still receive its children: the reader reads

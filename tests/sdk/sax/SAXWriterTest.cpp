@@ -1,7 +1,9 @@
 #include <TalSDK/sdk/sax/SAXWriter.h>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <random>
 #include <string>
@@ -166,4 +168,20 @@ TEST(SAXWriterTest, ObjectIdsNeverCollideWithRegisteredOnes) {
   EXPECT_EQ(writer.GetObjectId(&b), 5u);
   EXPECT_EQ(writer.GetObjectId(&a), 3u);
   EXPECT_EQ(writer.GetObjectId(&c), 4u);
+}
+
+// A descriptor is written to and left open for its owner; a negative one is refused.
+TEST(SAXWriterTest, OpenDescriptor) {
+  TestSupport::TempDirectory dir;
+  SAXWriter writer(nullptr);
+  EXPECT_FALSE(writer.OpenDescriptor(-1, "none"));
+  const int fd = ::open(dir.File("d.xml").c_str(), O_WRONLY | O_CREAT, 0644);
+  ASSERT_GE(fd, 0);
+  EXPECT_TRUE(writer.OpenDescriptor(fd, "d.xml"));
+  writer.StartTag("a");
+  writer.EndTag("a");
+  EXPECT_TRUE(writer.Close());
+  EXPECT_EQ(::close(fd), 0);
+  EXPECT_EQ(TestSupport::ReadFile(dir.File("d.xml")),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a/>\n");
 }

@@ -86,6 +86,8 @@ TEST(ValueText, FloatingPointTexts) {
   EXPECT_EQ(Text(3.14159, 3), "3.14");
   EXPECT_EQ(Text(3.14159, 2, true), "3.14");
   EXPECT_EQ(Text(2.0f, 0, true), "2.00000000");
+  EXPECT_EQ(Text(1.23456789f, -1), "1.2345679");  // a precision below 1 is the type's own
+  EXPECT_EQ(Text(0.1, -5, true), "0.10000000000000001");
   EXPECT_EQ(Text(1e300, 1, true).size(), 303u);
   EXPECT_EQ(Text(std::numeric_limits<double>::infinity()), "inf");
   EXPECT_EQ(Text(-std::numeric_limits<float>::infinity()), "-inf");
@@ -118,6 +120,18 @@ TEST(ValueText, FloatingPointParsing) {
                           "1.5f", "- 1", "infinit", "1 2"}) {
     EXPECT_EQ(ParseInto(bad, 7.0), std::make_pair(false, 7.0)) << bad;
     EXPECT_EQ(ParseInto(bad, 7.0f), std::make_pair(false, 7.0f)) << bad;
+  }
+}
+
+// The extremes of each type: the default text reads back to the same value.
+TEST(ValueText, ExtremesRoundTrip) {
+  using D = std::numeric_limits<double>;
+  using F = std::numeric_limits<float>;
+  for (const double value : {-D::max(), D::max(), D::denorm_min(), -D::denorm_min(), D::min()}) {
+    EXPECT_EQ(ParseInto(Text(value), 7.0), std::make_pair(true, value)) << Text(value);
+  }
+  for (const float value : {F::max(), -F::max(), F::denorm_min(), -F::denorm_min()}) {
+    EXPECT_EQ(ParseInto(Text(value), 7.0f), std::make_pair(true, value)) << Text(value);
   }
 }
 
@@ -168,4 +182,3 @@ TEST(ValueText, UnaffectedByTheProcessLocale) {
   std::locale::global(std::locale::classic());
   std::setlocale(LC_ALL, previous.c_str());
 }
-
