@@ -249,13 +249,19 @@ bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path) {
   return Save(machine, path, nullptr);
 }
 
-bool SaveMachineDocument(const MachineParameters& machine, std::string& document) {
+bool SaveMachineDocument(const MachineParameters& machine, std::string& document,
+                         std::wstring& message) {
   document.clear();
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(document, true);
-  if (!WriteMachine(writer, machine)) return false;
-  writer.Close();
-  return true;
+  try {
+    TalSAX::SAXWriter writer(nullptr);
+    writer.OpenString(document, true);
+    if (!WriteMachine(writer, machine)) return false;
+    writer.Close();
+    return true;
+  } catch (const MGeneric& error) {
+    message = StringConversion::Utf8ToNative(error.GetMessage());
+    return false;
+  }
 }
 
 MachineSaveResult SaveMachineFileAtomically(const MachineParameters& machine, const wchar_t* path) {

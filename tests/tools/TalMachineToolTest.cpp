@@ -320,7 +320,18 @@ TEST(TalMachineTool, FailedWriteLeavesExistingFileAndNoTemporary) {
 TEST(TalMachineTool, WritesRefuseToLoseData) {
   const TempDirectory dir;
   const std::string data = TOOL_TEST_DATA;
-  for (const char* input : {"bad-unit.xml", "lenient.xml", "other-root.xml"}) {
+  const std::pair<const char*, const char*> inputs[] = {
+      {"bad-unit.xml",
+       "2 refused elements \\(first Machine/Unit\\) would be written with their previous "
+       "values"},
+      {"empty-unit.xml",
+       "1 refused element \\(first Machine/Unit\\) would be written with its previous value"},
+      {"lenient.xml",
+       "2 values read leniently \\(first Machine/Platform/RecoaterDirection\\) would be "
+       "written as the fallback text"},
+      {"other-root.xml", "it holds no 'Machine' element, so a default machine would be written"},
+  };
+  for (const auto& [input, lost] : inputs) {
     for (const bool force : {false, true}) {
       const std::string copy = dir.File("in.xml").string(), out = dir.File("out.xml").string();
       const std::vector<std::string> commands[] = {
@@ -337,12 +348,12 @@ TEST(TalMachineTool, WritesRefuseToLoseData) {
         const std::string written = args.front() == "convert" ? out : copy;
         if (force) {
           EXPECT_EQ(result.status, 0) << what << result.err;
+          EXPECT_TRUE(Finds(result.err, "^tal-machine: .*in.xml:[0-9:]* (warning|note): "));
           EXPECT_NE(ReadFile(written), ReadFile(data + "/" + input)) << what;
         } else {
           EXPECT_EQ(result.status, 1) << what;
-          EXPECT_TRUE(Finds(result.err,
-                            "tal-machine: .*in.xml: not written: .*--force writes "
-                            "anyway\\)\n$"))
+          EXPECT_TRUE(Finds(result.err, "tal-machine: .*in.xml: not written: " + std::string(lost) +
+                                            " \\(--force writes anyway\\)\n$"))
               << what << result.err;
           EXPECT_EQ(ReadFile(copy), ReadFile(data + "/" + input)) << what;
           EXPECT_FALSE(fs::exists(out)) << what;
@@ -404,7 +415,14 @@ TEST(TalMachineTool, StandardInputAndOutput) {
 
   const std::string cl =
       (fs::path(kExample).parent_path().parent_path() / "conceptlaser" / "example.xml").string();
-  EXPECT_EQ(RunTool({"cl", "convert", "-", "-"}, cl).out, ReadFile(cl));
+  const Result clCopied = RunTool({"cl", "convert", "-", "-"}, cl);
+  EXPECT_EQ(clCopied.status, 0);
+  EXPECT_EQ(clCopied.out, ReadFile(cl));
+  // A text the document cannot hold fails on one line, with nothing on the standard output.
+  const Result bell = RunTool({"new", "-", "--name", "bell \x07"});
+  EXPECT_EQ(bell.status, 1);
+  EXPECT_EQ(bell.out, "");
+  EXPECT_TRUE(Finds(bell.err, "^tal-machine: <stdout>: [^\n]*U\\+0007[^\n]*\n$")) << bell.err;
 }
 
 // diff agrees with the library's equality both ways: a pair that differs in one value of
@@ -527,7 +545,10 @@ TEST(TalMachineTool, HelpOfEveryCommand) {
     EXPECT_TRUE(Finds(help.out, "standard input")) << command;
   }
   for (const char* command : {"show", "check", "convert", "diff", "get", "cost", "scan-speed"}) {
-    EXPECT_TRUE(Finds(RunTool({command, "--help"}).out, "reject-required keeps them but fails"))
+    const std::string help = RunTool({command, "--help"}).out;
+    EXPECT_TRUE(Finds(help, "reject-required keeps them but fails")) << command;
+    EXPECT_TRUE(Finds(help, "--policy TEXT:\\{ignore,keep,reject-required\\}=")) << command;
+    EXPECT_TRUE(Finds(help, "\nUsage: tal-machine [a-z-]+ \\[OPTIONS\\] (FILE|IN|A)[ .\n]"))
         << command;
   }
 }
@@ -611,6 +632,8 @@ TEST(TalMachineTool, RenderPlatform) {
   ASSERT_TRUE(std::regex_search(svg, cylinder, std::regex("cy=\"([0-9.]+)\"")));
   EXPECT_GT(std::stod(box[1]), std::stod(cylinder[1]));
   EXPECT_TRUE(Finds(svg, ">50 mm<"));
+  // The default part position: a diamond on the plate and one in the legend.
+  EXPECT_EQ(Count(svg, "fill=\"#d0021b\""), 2u);
 
   // Standard output, by default and with "-", is the same document.
   EXPECT_EQ(RunTool({"render", kExample}).out, svg);
@@ -618,7 +641,11 @@ TEST(TalMachineTool, RenderPlatform) {
 
   // A machine without locked areas has no area shapes; a missing file fails on one line.
   const std::string plain = dir.File("plain.xml").string();
-  ASSERT_EQ(RunTool({"new", plain}).status, 0);
+  std::string disabled = ReadFile(kExample);
+  disabled.replace(disabled.find("<AreasEnabled>true"), 18, "<AreasEnabled>false");
+  WriteFile(plain, disabled);
+  EXPECT_TRUE(Finds(RunTool({"render", plain}).out, ">Locked areas are disabled<"));
+  ASSERT_EQ(RunTool({"new", "--force", plain}).status, 0);
   const Result empty = RunTool({"render", plain});
   EXPECT_EQ(empty.status, 0) << empty.err;
   EXPECT_NO_THROW(TestSupport::RoundTrip(empty.out));

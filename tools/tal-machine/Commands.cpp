@@ -228,8 +228,10 @@ bool MayWrite(const std::string& file, const TalAM::MachineLoadResult& result, b
 bool WriteMachine(const TalAM::MachineParameters& machine, const std::string& target) {
   if (target == "-") {
     std::string document;
-    if (!TalAM::SaveMachineDocument(machine, document)) {
-      Error("<stdout>: a block of the machine could not be written");
+    std::wstring message;
+    if (!TalAM::SaveMachineDocument(machine, document, message)) {
+      Error("<stdout>: " + (message.empty() ? "a block of the machine could not be written"
+                                            : Message(ToUtf8(message), "")));
       return false;
     }
     std::cout << document;

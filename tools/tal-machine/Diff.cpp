@@ -249,7 +249,8 @@ int RunSet(const std::string& file, const std::string& path, const std::string& 
   // The value goes into the document the machine saves, which is then read back: the new
   // text takes exactly the reading rules of a machine file.
   std::string text;
-  if (!TalAM::SaveMachineDocument(machine, text)) {
+  std::wstring message;
+  if (!TalAM::SaveMachineDocument(machine, text, message)) {
     Error(ShownName(file) + ": a block of the machine could not be written");
     return kFailure;
   }

@@ -340,6 +340,9 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     std::cerr << "tal-machine: " << TalMachineTool::OneLine(error.what()) << '\n';
     return TalMachineTool::kFailure;
+  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+    std::cerr << "tal-machine: " << TalMachineTool::OneLine(error.GetMessage()) << '\n';
+    return TalMachineTool::kFailure;
   }
   std::cout.flush();
   if (!std::cout) {

@@ -72,9 +72,10 @@ TALSDK_MACHINES_EXPORT bool SaveToTMCF(const MachineParameters& machine, const w
                                        std::wstring& message);
 TALSDK_MACHINES_EXPORT bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path);
 // The document SaveToTMCF writes, into `document`. False when a block refuses to write
-// (`document` then holds what was written so far).
+// (`document` then holds what was written so far) or a text cannot be written (a character
+// XML does not allow; `message` says which).
 TALSDK_MACHINES_EXPORT bool SaveMachineDocument(const MachineParameters& machine,
-                                                std::string& document);
+                                                std::string& document, std::wstring& message);
 
 // The outcome of SaveMachineFileAtomically.
 struct MachineSaveResult {
