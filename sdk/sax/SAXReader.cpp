@@ -338,7 +338,15 @@ bool SAXReader::Impl::StartElement() {
   }
   currentOffset = tokenizer->TagOffset();
   offsets[openCount] = currentOffset;
-  names[openCount++].assign(tokenizer->Name());
+  // The strings keep their capacity, so a name usually fits without the general assign.
+  std::string& name = names[openCount++];
+  const std::string_view tag = tokenizer->Name();
+  if (tag.size() <= name.capacity()) {
+    name.resize(tag.size());
+    std::memcpy(name.data(), tag.data(), tag.size());
+  } else {
+    name.assign(tag);
+  }
   currentAttributes = &tokenizer->Attributes();
   content = Content::Unread;
   textCached = false;
