@@ -37,11 +37,13 @@ fuzz:
 	bash scripts/install-deps.sh
 	cmake --preset fuzz
 	cmake --build --preset fuzz
-	mkdir -p build/fuzz/corpus-document build/fuzz/corpus-machine
+	mkdir -p build/fuzz/corpus-document build/fuzz/corpus-machine build/fuzz/corpus-expat
 	build/fuzz/fuzz/fuzz_document -max_total_time=60 -dict=fuzz/xml.dict \
 	  build/fuzz/corpus-document fuzz/corpus
 	build/fuzz/fuzz/fuzz_machine -max_total_time=60 -dict=fuzz/machine.dict \
 	  build/fuzz/corpus-machine fuzz/machine-corpus
+	build/fuzz/fuzz/fuzz_expat -max_total_time=60 -dict=fuzz/xml.dict \
+	  build/fuzz/corpus-expat fuzz/expat-corpus
 
 format:
 	clang-format-14 -i $$(git ls-files '*.h' '*.cpp')

@@ -912,6 +912,35 @@ int RunSingleShot(int argc, char** argv) {
               << " triangles\n";
     return mesh.GetTriangleCount() == kMeshTriangles ? 0 : 1;
   }
+  // Reads for instruction counts (valgrind --tool=callgrind): BENCH_READS reads (default 1)
+  // of a small or machine document, by our reader or by pugixml's load_file.
+  const char* readsText = std::getenv("BENCH_READS");
+  const int reads = readsText != nullptr ? std::max(1, std::atoi(readsText)) : 1;
+  if (mode == "--read-small-document") {
+    for (int i = 0; i < reads; ++i) {
+      MachineValues values;
+      MachineHandler root(values);
+      TalSAX::SAXReader reader(true, nullptr);
+      reader.Parse(path.wstring().c_str(), &root);
+      reader.InitHelpersAfterLoading();
+      benchmark::DoNotOptimize(values.blocks.back().ints.back());
+    }
+    return 0;
+  }
+  if (mode == "--read-machine-document") {
+    for (int i = 0; i < reads; ++i) {
+      TalAM::MachineParameters machine;
+      if (!TalAM::LoadFromTMCF(machine, path.wstring().c_str(), kKeepUnknown)) return 1;
+    }
+    return 0;
+  }
+  if (mode == "--read-with-pugixml") {
+    for (int i = 0; i < reads; ++i) {
+      pugi::xml_document document;
+      if (!document.load_file(path.c_str())) return 1;
+    }
+    return 0;
+  }
   if (mode == "--read-mesh-baseline") {
     BaselineMesh mesh;
     const bool ok = ReadMeshBaseline(path.string(), mesh);

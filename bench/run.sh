@@ -6,7 +6,8 @@
 #   bash bench/run.sh [BUILD_DIR]          (default build/release)
 #
 # Environment: BENCH_REPETITIONS (default 10), BENCH_MIN_TIME (seconds per repetition,
-# default 0.5), BENCH_FILTER (a --benchmark_filter regex, default all).
+# default 0.5), BENCH_FILTER (a --benchmark_filter regex, default all). Repetitions are
+# interleaved at random, so that a change of load touches every benchmark alike.
 # Writes BUILD_DIR/bench/results.json (Google Benchmark's JSON) and BUILD_DIR/bench/summary.txt.
 set -euo pipefail
 
@@ -34,6 +35,7 @@ echo "Load average before the run: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) 
 # 1. Timings: every benchmark repeated, aggregates only (the medians are used).
 "$BIN" --benchmark_filter="$FILTER" \
   --benchmark_repetitions="$REPETITIONS" \
+  --benchmark_enable_random_interleaving=true \
   --benchmark_report_aggregates_only=true \
   --benchmark_min_time="$MIN_TIME" \
   --benchmark_out="$RESULTS" --benchmark_out_format=json

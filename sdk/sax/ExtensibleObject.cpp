@@ -25,6 +25,19 @@ void MSaxUnhandledElement::AppendNode(Node node) {
   m_nodes.push_back(std::move(node));
 }
 
+void MSaxUnhandledElement::SetSourcePath(std::string path) {
+  if (path.empty()) {
+    m_sourcePath.reset();
+  } else {
+    m_sourcePath = std::make_shared<const std::string>(std::move(path));
+  }
+}
+
+const std::string& MSaxUnhandledElement::NoPath() {
+  static const std::string kNone;
+  return kNone;
+}
+
 const std::string& MSaxUnhandledElement::GetTagName() const {
   static const std::string kNone;
   return m_nodes.empty() ? kNone : m_nodes.front().value;

@@ -168,7 +168,13 @@ struct SAXReader::Impl {
   // Names of the open elements, root first: the first `openCount` entries. The strings are
   // reused from element to element, so dispatching allocates nothing for names.
   std::vector<std::string> names;
+  std::vector<std::size_t> offsets;  // of their start tags, which tell elements apart
   std::size_t openCount = 0;
+  // The last path built for a kept element, of the first `pathCount` open elements, the
+  // innermost starting at `pathOffset`: siblings kept one after the other share it.
+  std::shared_ptr<const std::string> pathCache;
+  std::size_t pathCount = 0;
+  std::size_t pathOffset = 0;
 
   // The element just opened. Its attributes are the tokenizer's until the reader reads ahead
   // inside the element; then they are copied here first.
@@ -192,6 +198,8 @@ struct SAXReader::Impl {
   std::string_view textView;
   Xml::TextCollector text;
   Xml::TextCollector captureText;
+  std::vector<TalSDK::MSaxUnhandledElement::Node> captureNodes;
+  std::vector<bool> captureLevels;
   std::string textStorage;  // for GetElementText when the text is a view
 
   ISAXPersistBase* pendingChild = nullptr;
@@ -214,6 +222,8 @@ struct SAXReader::Impl {
     buffer.reset();
     handlers.clear();
     openCount = 0;
+    pathCount = 0;
+    pathCache.reset();
     currentAttributes = nullptr;
     textCached = false;
     pendingChild = nullptr;
@@ -231,6 +241,18 @@ struct SAXReader::Impl {
       path += names[i];
     }
     return path;
+  }
+
+  // The same for the elements enclosing the element just opened, reused while it stays valid.
+  std::shared_ptr<const std::string> PathOfEnclosingElements() {
+    const std::size_t count = openCount - 1;
+    if (count == 0) return nullptr;
+    if (!pathCache || pathCount != count || pathOffset != offsets[count - 1]) {
+      pathCache = std::make_shared<const std::string>(PathOfOpenElements(1));
+      pathCount = count;
+      pathOffset = offsets[count - 1];
+    }
+    return pathCache;
   }
 
   const std::vector<Xml::Attribute>& CurrentAttributes() const {
@@ -282,7 +304,10 @@ struct SAXReader::Impl {
     if (textCached) return textView;
     textCached = true;
     textView = {};
-    if (content == Content::Unread) {
+    if (content == Content::Unread && tokenizer->ReadPlainLeafText(textView)) {
+      // No start tag was read: the tokenizer's attributes are still the element's.
+      content = Content::Consumed;
+    } else if (content == Content::Unread) {
       SaveAttributes();
       text.Clear();
       const Xml::Tokenizer::State start = tokenizer->Save();
@@ -316,9 +341,21 @@ struct SAXReader::Impl {
 
 // Offers the element to the current handler; true when it delegated the element's content.
 bool SAXReader::Impl::StartElement() {
-  if (names.size() <= openCount) names.emplace_back();
-  names[openCount++].assign(tokenizer->Name());
+  if (names.size() <= openCount) {
+    names.emplace_back();
+    offsets.emplace_back();
+  }
   currentOffset = tokenizer->TagOffset();
+  offsets[openCount] = currentOffset;
+  // The strings keep their capacity, so a name usually fits without the general assign.
+  std::string& name = names[openCount++];
+  const std::string_view tag = tokenizer->Name();
+  if (tag.size() <= name.capacity()) {
+    name.resize(tag.size());
+    std::memcpy(name.data(), tag.data(), tag.size());
+  } else {
+    name.assign(tag);
+  }
   currentAttributes = &tokenizer->Attributes();
   content = Content::Unread;
   textCached = false;
@@ -362,7 +399,7 @@ void SAXReader::Impl::EndElement(bool wasDelegated) {
   frame.handler->ResolveReferences(*reader);
   frame.handler->InitAfterLoading();
   handlers.back().handler->HandleEndTag(name);
-  if (frame.owned) {
+  if (frame.owned && !references.empty()) {
     // The owned handler dies here: forget any reference that points into it.
     const auto* dying = dynamic_cast<const ISAXReference*>(frame.owned.get());
     std::erase_if(references, [dying](const auto& entry) { return entry.second == dying; });
@@ -412,37 +449,63 @@ void SAXReader::Impl::Run(std::string_view document, ISAXPersistBase* root) {
 }
 
 // Copies the element just opened, with everything inside it, in one pass over its content.
-// White-space-only text beside child elements is formatting and is left out.
+// White-space-only text beside child elements is formatting and is left out. The nodes are
+// gathered first, so that the element gets them in one allocation.
 bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
   using Event = Xml::Tokenizer::Event;
   using Node = TalSDK::MSaxUnhandledElement::Node;
   skipContent = true;
   element.Clear();
   element.SetSourceLine(tokenizer->LineColumn(currentOffset).first);
-  element.SetSourcePath(PathOfOpenElements(1));
+  element.SetSourcePath(PathOfEnclosingElements());
 
-  const auto copyAttributes = [](const std::vector<Xml::Attribute>& attributes) {
-    std::vector<TalSDK::MSaxUnhandledElement::Attribute> copy;
-    copy.reserve(attributes.size());
-    for (const Xml::Attribute& a : attributes)
-      copy.push_back({std::string(a.name), std::string(a.value)});
-    return copy;
+  // Up to kGathered nodes are gathered before the element gets them; a larger element gets
+  // them in batches and grows as a vector does.
+  constexpr std::size_t kGathered = 256;
+  std::vector<Node>& nodes = captureNodes;
+  nodes.clear();
+  bool spilled = false;
+  const auto spill = [&] {
+    for (Node& node : nodes)
+      element.AppendNode(std::move(node));
+    nodes.clear();
+    spilled = true;
   };
-  element.AppendNode(
-      Node{Node::Kind::Element, 0, names[openCount - 1], copyAttributes(CurrentAttributes())});
+  const auto addElement = [&](std::uint32_t depth, std::string_view name,
+                              const std::vector<Xml::Attribute>& attributes) {
+    Node& node = nodes.emplace_back();
+    node.depth = depth;
+    node.value.assign(name);
+    node.attributes.reserve(attributes.size());
+    for (const Xml::Attribute& a : attributes)
+      node.attributes.push_back({std::string(a.name), std::string(a.value)});
+    if (nodes.size() == kGathered) spill();
+  };
+  const auto addText = [&](std::uint32_t depth, std::string_view run) {
+    if (run.empty()) return;
+    Node& node = nodes.emplace_back();
+    node.kind = Node::Kind::Text;
+    node.depth = depth;
+    node.value.assign(run);
+    if (nodes.size() == kGathered) spill();
+  };
+  const auto finish = [&] {
+    if (!spilled) element.Reserve(nodes.size());
+    spill();
+  };
+
+  addElement(0, names[openCount - 1], CurrentAttributes());
   if (content == Content::Consumed) {
     // Read ahead for its text, which is all it holds.
-    if (textCached) element.AppendNode(Node{Node::Kind::Text, 1, std::string(textView), {}});
+    if (textCached) addText(1, textView);
+    finish();
     return true;
   }
   // With ReadAhead the tokenizer already stands right after the start tag again.
-  std::vector<bool> hasChildren{false};  // per open level, the captured element first
+  std::vector<bool>& hasChildren = captureLevels;  // per open level, the captured element first
+  hasChildren.assign(1, false);
   const auto flushText = [&](bool children) {
-    const std::string_view run = captureText.Finish(children);
-    if (!run.empty()) {
-      element.AppendNode(Node{
-          Node::Kind::Text, static_cast<std::uint32_t>(hasChildren.size()), std::string(run), {}});
-    }
+    addText(static_cast<std::uint32_t>(hasChildren.size()), captureText.Finish(children));
     captureText.Clear();
   };
   captureText.Clear();
@@ -451,9 +514,8 @@ bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
     if (event == Event::StartElement) {
       flushText(true);
       hasChildren.back() = true;
-      element.AppendNode(Node{Node::Kind::Element, static_cast<std::uint32_t>(hasChildren.size()),
-                              std::string(tokenizer->Name()),
-                              copyAttributes(tokenizer->Attributes())});
+      addElement(static_cast<std::uint32_t>(hasChildren.size()), tokenizer->Name(),
+                 tokenizer->Attributes());
       hasChildren.push_back(false);
     } else if (event == Event::EndElement) {
       flushText(hasChildren.back());
@@ -464,6 +526,7 @@ bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
     }
   }
   content = Content::Consumed;
+  finish();
   return true;
 }
 

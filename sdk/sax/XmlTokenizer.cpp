@@ -160,6 +160,76 @@ std::size_t FindValueSpecial(const char* data, std::size_t size, std::size_t i, 
   return i;
 }
 
+// The end of the spaces, tabs and LFs from `i` (CR is left to the text reader).
+std::size_t SkipIndentation(const char* data, std::size_t size, std::size_t i) {
+#if defined(__SSE2__)
+  const __m128i space = _mm_set1_epi8(' ');
+  const __m128i tab = _mm_set1_epi8('\t');
+  const __m128i lf = _mm_set1_epi8('\n');
+  while (size - i >= 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+    const __m128i blank = _mm_or_si128(_mm_cmpeq_epi8(x, space),
+                                       _mm_or_si128(_mm_cmpeq_epi8(x, tab), _mm_cmpeq_epi8(x, lf)));
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(blank)) ^ 0xFFFFu;
+    if (mask != 0) return i + static_cast<std::size_t>(__builtin_ctz(mask));
+    i += 16;
+  }
+#endif
+  while (i < size && (data[i] == ' ' || data[i] == '\n' || data[i] == '\t'))
+    ++i;
+  return i;
+}
+
+// The number of LFs in `size` bytes.
+std::size_t CountLineEnds(const char* data, std::size_t size) {
+  std::size_t count = 0;
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  // Per byte lane, a counter that each LF decrements (a match compares as -1); the lanes are
+  // summed before any can wrap.
+  const __m128i lf = _mm_set1_epi8('\n');
+  while (size - i >= 16) {
+    __m128i lanes = _mm_setzero_si128();
+    for (int round = 0; round < 255 && size - i >= 16; ++round, i += 16) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+      lanes = _mm_sub_epi8(lanes, _mm_cmpeq_epi8(x, lf));
+    }
+    const __m128i sums = _mm_sad_epu8(lanes, _mm_setzero_si128());
+    count += static_cast<std::size_t>(_mm_cvtsi128_si32(sums)) +
+             static_cast<std::size_t>(_mm_cvtsi128_si32(_mm_srli_si128(sums, 8)));
+  }
+#endif
+  for (; i < size; ++i)
+    count += data[i] == '\n' ? 1 : 0;
+  return count;
+}
+
+// The end of the ASCII name characters from `i`: letters, digits, '_', ':', '.', '-'.
+std::size_t AsciiNameEnd(const unsigned char* data, std::size_t size, std::size_t i) {
+#if defined(__SSE2__)
+  const auto inRange = [](__m128i x, char low, char high) {
+    return _mm_and_si128(_mm_cmpeq_epi8(_mm_max_epu8(x, _mm_set1_epi8(low)), x),
+                         _mm_cmpeq_epi8(_mm_min_epu8(x, _mm_set1_epi8(high)), x));
+  };
+  while (size - i >= 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+    // '-' to ':' holds '.', the digits and '/', which is left out.
+    const __m128i punctuation =
+        _mm_andnot_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8('/')), inRange(x, '-', ':'));
+    const __m128i name = _mm_or_si128(
+        _mm_or_si128(inRange(_mm_or_si128(x, _mm_set1_epi8(0x20)), 'a', 'z'), punctuation),
+        _mm_cmpeq_epi8(x, _mm_set1_epi8('_')));
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(name)) ^ 0xFFFFu;
+    if (mask != 0) return i + static_cast<std::size_t>(__builtin_ctz(mask));
+    i += 16;
+  }
+#endif
+  // kNameOnly and kNameStart, in one compare.
+  while (i < size && static_cast<std::uint8_t>(kNameBytes[data[i]] - 1) < 2)
+    ++i;
+  return i;
+}
+
 bool IsWhitespaceOnly(std::string_view text) {
   return std::all_of(text.begin(), text.end(),
                      [](char c) { return IsSpace(static_cast<unsigned char>(c)); });
@@ -218,13 +288,11 @@ std::pair<int, int> Tokenizer::LineColumn(std::size_t offset) {
     m_line = 1;
   }
   const char* const data = m_data.data();
-  std::size_t at = m_lineOffset;
-  while (at < offset) {
-    const void* found = std::memchr(data + at, '\n', offset - at);
-    if (found == nullptr) break;
-    at = static_cast<std::size_t>(static_cast<const char*>(found) - data) + 1;
-    ++m_line;
-    m_lineStart = at;
+  const std::size_t lines = CountLineEnds(data + m_lineOffset, offset - m_lineOffset);
+  if (lines > 0) {
+    m_line += static_cast<int>(lines);
+    const void* last = ::memrchr(data + m_lineOffset, '\n', offset - m_lineOffset);
+    m_lineStart = static_cast<std::size_t>(static_cast<const char*>(last) - data) + 1;
   }
   m_lineOffset = offset;
   return {m_line, static_cast<int>(offset - m_lineStart) + 1};
@@ -310,9 +378,8 @@ std::size_t Tokenizer::NameEnd(std::size_t at) {
     return at;
   }
   for (;;) {
-    while (i < size && (kind = kNameBytes[data[i]]) != kNotName && kind != kNonAscii)
-      ++i;
-    if (i >= size || kind == kNotName) return i;
+    i = AsciiNameEnd(data, size, i);
+    if (i >= size || kNameBytes[data[i]] == kNotName) return i;
     std::uint32_t codePoint = 0;
     const std::size_t length = DecodeChar(i, codePoint);
     if (!(i == at ? IsNameStart(codePoint) : IsNameChar(codePoint))) return i;
@@ -406,9 +473,7 @@ Tokenizer::Event Tokenizer::Next(TextCollector* text) {
     if (m_data[m_pos] != '<') {
       // Indentation between elements, when nobody wants it, is stepped over directly.
       if (text == nullptr) {
-        std::size_t i = m_pos;
-        while (i < size && (m_data[i] == ' ' || m_data[i] == '\n' || m_data[i] == '\t'))
-          ++i;
+        const std::size_t i = SkipIndentation(m_data.data(), size, m_pos);
         if (i < size && m_data[i] == '<') {
           m_pos = i;
           continue;
@@ -581,6 +646,12 @@ void Tokenizer::ReadStartTag() {
   m_name = m_data.substr(nameStart, nameEnd - nameStart);
   m_pos = nameEnd;
   m_attributes.clear();
+  // The usual tag without attributes.
+  if (m_pos < size && m_data[m_pos] == '>') {
+    ++m_pos;
+    m_open.push_back(m_name);
+    return;
+  }
   m_decodedValues.clear();
   m_valueStorage.clear();
 
@@ -743,6 +814,45 @@ void Tokenizer::ReadEndTag() {
                   Quoted(m_open.back()));
   }
   m_open.pop_back();
+}
+
+bool Tokenizer::ReadPlainLeafText(std::string_view& text) {
+  if (m_pendingEnd || m_open.empty()) return false;
+  const char* const data = m_data.data();
+  const std::size_t size = m_data.size();
+  const std::size_t start = m_pos;
+  std::size_t i = start;
+  for (;;) {
+    i = FindTextSpecial(data, size, i);
+    if (i >= size) return false;
+    const auto c = static_cast<unsigned char>(data[i]);
+    if (c == '<') break;
+    if (c == ']' && m_data.substr(i, 3) != "]]>") {
+      ++i;
+      continue;
+    }
+    // The multi-byte characters ReadText accepts without decoding; anything else is left to it.
+    const auto follows = [&](std::size_t at) {
+      return at < size && (static_cast<unsigned char>(data[at]) & 0xC0) == 0x80;
+    };
+    if (c >= 0xC2 && c <= 0xDF && follows(i + 1)) {
+      i += 2;
+    } else if (((c >= 0xE1 && c <= 0xEC) || c == 0xEE) && follows(i + 1) && follows(i + 2)) {
+      i += 3;
+    } else {
+      return false;
+    }
+  }
+  const std::string_view open = m_open.back();
+  const std::size_t after = i + 2 + open.size();
+  if (after >= size || data[i + 1] != '/' || data[after] != '>' ||
+      std::memcmp(data + i + 2, open.data(), open.size()) != 0) {
+    return false;
+  }
+  text = m_data.substr(start, i - start);
+  m_pos = after + 1;
+  m_open.pop_back();
+  return true;
 }
 
 void Tokenizer::ReadText(TextCollector* text) {

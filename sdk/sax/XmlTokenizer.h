@@ -61,6 +61,12 @@ class Tokenizer {
   // skipped.
   Event Next(TextCollector* text);
 
+  // Right after a start tag: when the element holds nothing but text that needs no decoding
+  // (no reference, CR or CDATA), reads it through its end tag, sets `text` to a view of the
+  // document and returns true, as Next would have given the text and then the end tag.
+  // Otherwise changes nothing and returns false.
+  bool ReadPlainLeafText(std::string_view& text);
+
   // Of the start tag just returned; valid until the next call of Next.
   std::string_view Name() const { return m_name; }
   std::size_t TagOffset() const { return m_tagOffset; }

@@ -154,16 +154,27 @@ TEST(ExtensibleObjectTest, KeptTextAndEmptyElements) {
   EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(again) == block);
 }
 
-TEST(ExtensibleObjectTest, DeepKeptElementsCopyCompareAndDestroyWithoutRecursion) {
+// Deep ones without recursion; wide ones, whose nodes reach the element in several batches,
+// in order.
+TEST(ExtensibleObjectTest, DeepAndWideKeptElementsCopyCompareAndWriteBack) {
   std::string deep = "<d/>";
   for (int i = 1; i < 250; ++i)
     deep = "<d>" + deep + "</d>";
-  Block block;
-  Read("<Block>" + deep + "</Block>", block);
-  Block copy = block;
-  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(copy) == block);
-  EXPECT_EQ(copy.GetUnhandledElements()[0].GetNodes().size(), 250u);
-  Block again;
-  Read(Write(copy), again);
-  EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(again) == block);
+  std::string wide = "<w>";
+  for (int i = 0; i < 400; ++i)
+    wide += "<i n=\"" + std::to_string(i) + "\">" + std::to_string(i) + "</i>";
+  wide += "</w>";
+  for (const auto& [kept, nodes] : {std::pair{deep, 250u}, std::pair{wide, 801u}}) {
+    Block block;
+    Read("<Block>" + kept + "</Block>", block);
+    Block copy = block;
+    EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(copy) == block);
+    const auto& read = copy.GetUnhandledElements()[0].GetNodes();
+    ASSERT_EQ(read.size(), nodes);
+    EXPECT_EQ(read.back().value, kept == wide ? "399" : "d");
+    Block again;
+    Read(Write(copy), again);
+    EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(again) == block);
+    EXPECT_EQ(Write(again), Write(block));
+  }
 }

@@ -112,6 +112,8 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"", 1, 1, "no root element"},
       // Nesting.
       {"<a>\n  <b></c>\n</a>", 2, 6, "end tag 'c' does not match the open element 'b'"},
+      {"<ab>text</a>", 1, 9, "end tag 'a' does not match the open element 'ab'"},
+      {"<a>text</ab>", 1, 8, "end tag 'ab' does not match the open element 'a'"},
       {"<a>\n<b>\n", 2, 1, "element 'b' is not closed"},
       {"<a>\n<b", 2, 1, "start tag of 'b' is not closed"},
       // What machine files never hold.
@@ -141,6 +143,8 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
       {"<v><![CDATA[<&>]]]>&amp;<![CDATA[\r\n]]></v>", {"v|<&>]&\n"}},
       {"<v>a<!-- c -->b<?pi data?>c</v>", {"v|abc"}},
       {"<v>   </v>", {"v|   "}},
+      {"<v>\xC3\xA9t\xE2\x80\x93\xF0\x9F\x99\x82]</v\n>",
+       {"v|\xC3\xA9t\xE2\x80\x93\xF0\x9F\x99\x82]"}},
       // Beside child elements, white-space-only text is formatting; a reference is not.
       {"<v>\n  <c/>\n</v>", {"v|", "c|"}},
       {"<v>x<c>in</c>y</v>", {"v|xy", "c|in"}},

@@ -8,6 +8,7 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,8 +46,10 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   // True when the element carries the attribute required="true".
   bool IsRequired() const;
   // Where the element was found ("Machine/Platform"), for messages; not compared.
-  const std::string& GetSourcePath() const { return m_sourcePath; }
-  void SetSourcePath(std::string path) { m_sourcePath = std::move(path); }
+  const std::string& GetSourcePath() const { return m_sourcePath ? *m_sourcePath : NoPath(); }
+  void SetSourcePath(std::string path);
+  // The same, sharing one string among the elements found in one place.
+  void SetSourcePath(std::shared_ptr<const std::string> path) { m_sourcePath = std::move(path); }
   int GetSourceLine() const { return m_sourceLine; }
   void SetSourceLine(int line) { m_sourceLine = line; }
 
@@ -55,6 +58,8 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   // right after a text node of the same element extends it (text and CDATA runs are written
   // back as one text).
   void AppendNode(Node node);
+  // Room for `nodes` nodes in all, so that appending them allocates once.
+  void Reserve(std::size_t nodes) { m_nodes.reserve(nodes); }
   void Clear() { m_nodes.clear(); }
   bool IsEmpty() const { return m_nodes.empty(); }
 
@@ -62,8 +67,10 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   bool operator==(const MSaxUnhandledElement& other) const { return m_nodes == other.m_nodes; }
 
  private:
+  static const std::string& NoPath();
+
   std::vector<Node> m_nodes;
-  std::string m_sourcePath;
+  std::shared_ptr<const std::string> m_sourcePath;  // null when empty
   int m_sourceLine = 0;
 };
 
