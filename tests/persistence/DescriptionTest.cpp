@@ -1,7 +1,5 @@
 #include "persistence/Description.h"
 
-#include <TalSDK/sdk/common/Units.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +7,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -126,12 +123,6 @@ constexpr auto kFields<P> = Describe<P>(
     List("", &P::m_loose, {.itemTag = "Loose", .itemResultsIgnored = true}),
     ValueList("Values", &P::m_values, {.itemTag = "V"}),
     Value<P>("Extra", InOptional(&P::m_extra, &Leaf::m_value)));
-
-struct Cl : Block<Cl> {
-  std::int32_t m_length = 77;
-};
-template <>
-constexpr auto kFields<Cl> = Describe<Cl>(ClLength("L", &Cl::m_length));
 
 // The block's content written inside an unindented <Block>, and the write's result.
 std::pair<std::string, bool> TryWrite(const ISAXPersistBase& block) {
@@ -366,36 +357,6 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
   EXPECT_EQ(Visited(parent), common);  // the absent optional is left out
   parent.m_extra = Leaf(7);
   EXPECT_EQ(Visited(parent), common + "Extra integer 7; ");
-}
-
-TEST(DescriptionTest, ClLengthFollowsTheProcessWideLengthMode) {
-  struct Restore {
-    ~Restore() { SetClLengthMode(0); }
-  } restore;
-  ASSERT_EQ(TalSDK::Common::MInternalUnits::GetInstance().Get(), 1000.0);
-  // Written as the text and read back from it; no text: both fail, the member stays 77.
-  const std::tuple<int, std::int32_t, const char*> cases[] = {
-      {0, 1000, "1000"}, {1, 1000, "1"},     {1, -1500, "-1.5"},
-      {2, 25400, "1"},   {3, 1000, nullptr}, {-1, 1000, nullptr}};
-  for (const auto& [mode, value, text] : cases) {
-    SetClLengthMode(mode);
-    Cl block;
-    block.m_length = value;
-    const std::string element = text ? std::string("<L>") + text + "</L>" : "";
-    EXPECT_EQ(TryWrite(block), std::pair(element, text != nullptr)) << mode;
-    Cl read;
-    EXPECT_EQ(Read(text ? element : "<L>1</L>", read), text ? Paths() : Paths{"Block/L"});
-    EXPECT_EQ(read.m_length, text ? value : 77) << mode;
-  }
-  // Millimetres are rounded half away from zero and clamped to 32 bits.
-  SetClLengthMode(1);
-  const std::pair<const char*, std::int32_t> rounded[] = {
-      {"0.0004", 0}, {"0.0005", 1}, {"-0.0005", -1}, {"1e10", INT32_MAX}, {"-1e10", INT32_MIN}};
-  for (const auto& [text, value] : rounded) {
-    Cl read;
-    EXPECT_EQ(Read(std::string("<L>") + text + "</L>", read), Paths());
-    EXPECT_EQ(read.m_length, value) << text;
-  }
 }
 
 TEST(DescriptionTest, TwoFieldsWithOneTagAreRefused) {
