@@ -68,4 +68,6 @@ TEST(MachineLaserOverlapsTest, WrittenAndReadBack) {
   full.m_overlaps[1].orientation = DirectionAxis::X;
   EXPECT_TRUE(back == full);
   EXPECT_EQ(back.m_overlaps[0].color, full.m_overlaps[0].color);
+  back.SetDefaults();
+  EXPECT_TRUE(back == List());
 }

@@ -42,4 +42,6 @@ TEST(MachineZCompensationTest, AngleFactorTable) {
   empty.m_angleFactors.clear();
   EXPECT_THAT(Written(empty), ::testing::Not(::testing::HasSubstr("AngleFactorArray")));
   EXPECT_TRUE(Read("<AngleFactorArray/>") == empty);
+  empty.SetDefaults();
+  EXPECT_TRUE(empty == MSAXMachineZCompensation());
 }
