@@ -38,9 +38,12 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
   post.GetIslandParameters().SetEnabled(false);
   EXPECT_NE(post, MCLPostProcessParameters());
 
-  MCLPlatformParameters platform;
-  platform.SetPosition(1, 2);  // the minimum is not in the file, but compared
-  EXPECT_NE(platform, MCLPlatformParameters());
+  // The minimum is not in the file, but compared, each axis.
+  for (const auto& [x, y] : {std::pair{1, 0}, std::pair{0, 2}}) {
+    MCLPlatformParameters platform;
+    platform.SetPosition(x, y);
+    EXPECT_NE(platform, MCLPlatformParameters());
+  }
 
   // Kept elements take no part in the comparison of this family.
   MCLParameters kept;
