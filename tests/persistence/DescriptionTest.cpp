@@ -160,7 +160,8 @@ std::string Visited(const B& block) {
   std::string lines;
   TalAM::FieldVisit visit([&](const TalAM::FieldView& v) {
     lines += std::string(v.path) + " " + std::string(TalAM::FieldKindName(v.kind));
-    lines += (v.text.empty() ? "" : " " + std::string(v.text)) + "; ";
+    lines += (v.text.empty() ? "" : " " + std::string(v.text));
+    lines += v.compared ? "; " : " (not compared); ";
   });
   block.VisitFields(visit);
   return lines;
@@ -340,7 +341,10 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
             "Float float 0.33333334; Double double 0.33333333333333331; Precise double 0.333; "
             "Text string Plate; Flag bool true; Length length 2500; Lenient enumeration Green; "
             "Blank enumeration Green; Warm enumeration Red; Optional enumeration Red; "
-            "Strict enumeration (3); Revision integer 7; ");
+            "Strict enumeration (3); Revision integer 7 (not compared); ");
+  // A text that is no Unicode is shown with replacement characters.
+  scalars.m_text = std::wstring(L"a") + static_cast<wchar_t>(0xD800);
+  EXPECT_THAT(Visited(scalars), HasSubstr("Text string a\xEF\xBF\xBD;"));
 
   Parent parent;
   parent.m_items = {Leaf(2), Leaf(3)};
@@ -361,6 +365,23 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
 
 // Two fields with one tag are refused, counting the item tags of lists standing directly in the
 // block; such lists have no tag of their own.
+// A mesh shows its counts, and its box and volume when it has triangles.
+TEST(DescriptionTest, VisitedMeshes) {
+  MStlBase mesh;
+  mesh.SetName(L"M");
+  std::string lines;
+  TalAM::FieldVisit visit([&](const TalAM::FieldView& v) {
+    lines += std::string(v.path) + "=" + std::string(v.text) + "; ";
+  });
+  Detail::VisitMesh(mesh, visit, "Mesh");
+  ASSERT_TRUE(mesh.SetGeometry({{0, 0, 0}, {2, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
+  Detail::VisitMesh(mesh, visit, "Mesh");
+  EXPECT_EQ(lines,
+            "Mesh=0 triangles, 0 vertices; Mesh/Name=M; Mesh/Triangles=0; Mesh/Vertices=0; "
+            "Mesh=1 triangles, 3 vertices; Mesh/Name=M; Mesh/Triangles=1; Mesh/Vertices=3; "
+            "Mesh/BoundingBox=0 0 0 2 1 0; Mesh/Volume=0; ");
+}
+
 TEST(DescriptionTest, TwoFieldsWithOneTagAreRefused) {
   EXPECT_THROW(Describe<Leaf>(Value("A", &Leaf::m_value), Value("A", &Leaf::m_value)),
                std::logic_error);
