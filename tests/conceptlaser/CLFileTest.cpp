@@ -239,6 +239,9 @@ TEST(CLFileTest, HatchingFieldsCrossOnReading) {
        true, true, 90.0},
       {"<HatchingTurningAngle>5</HatchingTurningAngle><HatchingAlternated>no"
        "</HatchingAlternated>",
+       true, true, 5.0},
+      {"<HatchingTurningAngle>5</HatchingTurningAngle><HatchingAlternated>false"
+       "</HatchingAlternated>",
        true, true, 5.0}};
   for (const auto& [content, enabled, meandering, turning] : cases) {
     MCLHatchingParameters hatching;

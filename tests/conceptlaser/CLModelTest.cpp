@@ -6,56 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include <TalSDK/sdk/common/Units.h>
-
 namespace {
 
 using Mode = TalSDK::MSaxPersistExtensibleObject::OperatingMode;
-
-TEST(CLModelTest, DefaultsScaledAtConstructionAndRawOnesNot) {
-  const MCLParameters set;
-  EXPECT_EQ(set.GetCLFileSizeLimit(), 500);
-  EXPECT_EQ(MCLParameters::DEFAULT_FILE_SIZE_LIMIT, 500);
-  EXPECT_TRUE(set.GetTracingParameters().GetEnabled());
-  EXPECT_TRUE(set.GetTracingParameters().GetAddAllSlices());
-  EXPECT_EQ(set.GetTracingParameters().GetTraceFileName(), L"C:/cl_parameters.log");
-  EXPECT_TRUE(set.GetNamedScanningParameters().empty());
-  EXPECT_TRUE(set.GetNamedPostProcessingParameters().empty());
-  for (int type = 0; type < 7; ++type) {
-    EXPECT_EQ(set.GetDefaultComponentScanningParameters().GetBuildParametersOfType(
-                  static_cast<eCLVectorType>(type)),
-              MCLBuildParameters())
-        << type;
-  }
-  const MCLBuildParameters laser;
-  EXPECT_EQ(
-      std::vector<int>({laser.m_laserPower, laser.m_laserFocus, laser.m_laserSpeed,
-                        laser.m_laserExposureTime, laser.m_laserOnDelay, laser.m_laserOffDelay,
-                        laser.m_laserMarkDelay, laser.m_laserPolygonDelay, laser.m_laserJumpDelay,
-                        laser.m_laserJumpDelayMin, laser.m_laserJumpDelayMax,
-                        laser.m_laserSaturationTime}),
-      std::vector<int>({100, 50, 600, 300, 80, 300, 0, 0, 0, 500, 1000, 5}));
-
-  const int ie = MUnit::GetIE();
-  const MCLIslandParameters island;
-  EXPECT_EQ(island.GetSliceRotationAngles(), std::vector<double>{0.0});
-  EXPECT_EQ(std::vector<int>({island.m_sizeX, island.m_sizeY, island.m_sizeEdge}),
-            std::vector<int>({5 * ie, 5 * ie, 3 * ie}));
-  EXPECT_EQ(island.GetOrientation(), 15.0);
-  const MCLQuadrantParameters quadrant;
-  EXPECT_EQ(std::vector<int>(
-                {quadrant.m_sizeX, quadrant.m_sizeY, quadrant.m_overlapX, quadrant.m_overlapY}),
-            std::vector<int>({50 * ie, 50 * ie, ie, ie}));
-  const MCLHatchingParameters hatching;
-  EXPECT_EQ(hatching.GetDistance(), 1000);
-  EXPECT_EQ(hatching.GetOffset(), 1000);
-  EXPECT_EQ(hatching.GetMeanderingFactor(), 3.0f);
-  EXPECT_EQ(MCLSliceParameters().m_thickness, 5000);
-  EXPECT_EQ(MCLSliceParameters().m_thicknessFine, 1000);
-  EXPECT_EQ(MCLPostProcessParameters().m_skinWidth, 20000);
-  EXPECT_EQ(MCLPostProcessParameters().m_beamCompensation, 2500);
-  EXPECT_EQ(MCLPlatformParameters().m_powderDoseFactor, 1.0);
-}
 
 // Each class compares only what it must: these changes leave the sets equal.
 TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
@@ -85,9 +38,12 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
   post.GetIslandParameters().SetEnabled(false);
   EXPECT_NE(post, MCLPostProcessParameters());
 
-  MCLPlatformParameters platform;
-  platform.SetPosition(1, 2);  // the minimum is not in the file, but compared
-  EXPECT_NE(platform, MCLPlatformParameters());
+  // The minimum is not in the file, but compared, each axis.
+  for (const auto& [x, y] : {std::pair{1, 0}, std::pair{0, 2}}) {
+    MCLPlatformParameters platform;
+    platform.SetPosition(x, y);
+    EXPECT_NE(platform, MCLPlatformParameters());
+  }
 
   // Kept elements take no part in the comparison of this family.
   MCLParameters kept;

@@ -82,17 +82,6 @@ TEST(CLPersistentPropertyTest, TheConceptLaserCreatorMakesEveryTypeByItsExactNam
   EXPECT_EQ(creator.create(L"CLPostProcessParameters"), nullptr);
 }
 
-TEST(CLPersistentPropertyTest, TypedCreatorsMakeOnlyTheirOwnType) {
-  PersistentPropertyCreator<MCLParameters> parameters;
-  PersistentPropertyCreator<IndexedProperties<MCLScanningParameters>> indexed;
-  EXPECT_EQ(parameters.GetTypeName(), L"CLParameters");
-  EXPECT_EQ(indexed.GetTypeName(), L"IndexedCLComponentProcessParameters");
-  const std::unique_ptr<IPersistentProperty> made(parameters.create(L"CLParameters"));
-  EXPECT_TRUE(made != nullptr && HoldsDefault<MCLParameters>(*made));
-  EXPECT_EQ(parameters.create(L"CLParameter"), nullptr);
-  EXPECT_EQ(parameters.create(L"CLComponentProcessParameters"), nullptr);
-}
-
 // The library's own creators exist from the start; nothing here constructs one.
 TEST(CLPersistentPropertyTest, TheLibraryCreatorsAreRegisteredWhileItIsLoaded) {
   for (const wchar_t* name :

@@ -52,29 +52,6 @@ TEST(CLTextDumpTest, DefaultLaserSet) {
   EXPECT_EQ(flushes, 11);
 }
 
-TEST(CLTextDumpTest, DefaultPostProcessSet) {
-  int flushes = 0;
-  EXPECT_EQ(Dump(MCLPostProcessParameters(), &flushes),
-            L"\t\tSkinWidth:                      20000\n"
-            L"\t\tBeamCompensation:               2500\n"
-            L"\t\tInsideOffsets:                  0\n"
-            L"\t\tInsideOffsetsInterval:          0\n"
-            L"\t\tOutsideOffsets:                 0\n"
-            L"\t\tOutsideOffsetsInterval:         0\n"
-            L"\t\tIslandsEnabled:                 1\n"
-            L"\t\tIslandsXSize:                   5000\n"
-            L"\t\tIslandsYSize:                   5000\n"
-            L"\t\tIslandsOrientation:             15\n"
-            L"\t\tIslandsOrientationIncrement:    0\n"
-            L"\t\tHatchingEnabled:                1\n"
-            L"\t\tHatchingDistance:               1000\n"
-            L"\t\tHatchingOffset:                 1000\n"
-            L"\t\tHatchingRetract:                0\n"
-            L"\t\tHatchingOrientation:            0\n"
-            L"\t\tHatchingOrientationIncrement:   0\n");
-  EXPECT_EQ(flushes, 17);
-}
-
 // The stream's own flags apply: words for booleans, three significant digits here.
 TEST(CLTextDumpTest, PostProcessSetWithTheStreamsFlags) {
   MCLPostProcessParameters post;
@@ -91,7 +68,8 @@ TEST(CLTextDumpTest, PostProcessSetWithTheStreamsFlags) {
   const auto configure = [](std::wostream& stream) {
     stream << std::boolalpha << std::setprecision(3);
   };
-  EXPECT_EQ(Dump(post, nullptr, configure),
+  int flushes = 0;
+  EXPECT_EQ(Dump(post, &flushes, configure),
             L"\t\tSkinWidth:                      2147483647\n"
             L"\t\tBeamCompensation:               2500\n"
             L"\t\tInsideOffsets:                  3\n"
@@ -109,6 +87,7 @@ TEST(CLTextDumpTest, PostProcessSetWithTheStreamsFlags) {
             L"\t\tHatchingRetract:                -3\n"
             L"\t\tHatchingOrientation:            0.333\n"
             L"\t\tHatchingOrientationIncrement:   67.5\n");
+  EXPECT_EQ(flushes, 17);
 }
 
 }  // namespace

@@ -188,21 +188,6 @@ TEST(LockedAreasTest, UnknownAreaTypesAreRefused) {
   }
 }
 
-// The shapes are listed after the collection, a custom shape with its mesh.
-TEST(LockedAreasTest, NodesListEveryShapeAndTheCustomMesh) {
-  AreasData data;
-  Rectangle rectangle;
-  rectangle.AddUnhandledElement({"Note", "x"});
-  CustomShape shape;
-  shape.stl = Tetrahedron();
-  data.m_areas[L"box"] = AreaHolder(RectangleTypeId(), rectangle, false);
-  data.m_areas[L"round"] = AreaHolder(CylindricalTypeId(), Cylindrical());
-  data.m_areas[L"free"] = AreaHolder(CustomShapeTypeId(), shape);
-  data.AddUnhandledElement({"Future", "1"});
-  EXPECT_EQ(data.GetExtensibleObjectNodes().size(), 5u);
-  EXPECT_EQ(data.GetUnhandledElementsFromAllNodes().size(), 2u);
-}
-
 TEST(LockedAreasTest, CopiesDoNotShareCustomMeshes) {
   AreasData source;
   CustomShape shape;

@@ -1,5 +1,6 @@
 // Plants an unknown element marked required into every container of the example machine file:
-// policy 2 must refuse each variant, so no block is missing from the machine's extensible nodes.
+// policy 2 must refuse each variant, so no block is missing from the machine's extensible nodes;
+// policy 1 keeps it where it was found, and a save writes it back there.
 #include <TalSDK/machine/MachineFile.h>
 
 #include <gtest/gtest.h>
@@ -164,15 +165,24 @@ TEST_P(RequiredElementEverywhereTest, PolicyTwoRefusesAPlantedRequiredElement) {
 
   // Policy 1 keeps it, where it was found (a wrapper's children are kept by the enclosing
   // block), next to the example's own kept elements.
-  TalAM::MachineParameters kept;
+  // Saved and loaded again, it is still there; only in the same block, since a group or list
+  // wrapper has no kept elements of its own and its block writes them after its own content.
+  TalAM::MachineParameters kept, again;
   ASSERT_TRUE(TalAM::LoadFromTMCF(kept, path.c_str(), message, kKeep)) << message;
-  const auto all = kept.GetUnhandledElementsFromAllNodes();
-  EXPECT_EQ(all.size(), example.GetUnhandledElementsFromAllNodes().size() + 1);
-  const auto planted = std::find_if(all.begin(), all.end(), [](const auto& e) {
-    return e.get().GetTagName() == "PlantedUnknown";
-  });
-  ASSERT_NE(planted, all.end());
-  EXPECT_EQ(planted->get().GetSourcePath(), WithoutNumbers(c.path));
+  const auto copy = m_dir.File("copy.xml").wstring();
+  ASSERT_TRUE(TalAM::SaveToTMCF(kept, copy.c_str()));
+  ASSERT_TRUE(TalAM::LoadFromTMCF(again, copy.c_str(), message, kKeep)) << message;
+  std::string pathFound;
+  for (const TalAM::MachineParameters* m : {&kept, &again}) {
+    const auto all = m->GetUnhandledElementsFromAllNodes();
+    EXPECT_EQ(all.size(), example.GetUnhandledElementsFromAllNodes().size() + 1);
+    const auto planted = std::find_if(all.begin(), all.end(), [](const auto& e) {
+      return e.get().GetTagName() == "PlantedUnknown";
+    });
+    ASSERT_NE(planted, all.end());
+    if (pathFound.empty()) pathFound = planted->get().GetSourcePath();
+  }
+  EXPECT_EQ(pathFound, WithoutNumbers(c.path));
 }
 
 INSTANTIATE_TEST_SUITE_P(Example, RequiredElementEverywhereTest, ::testing::ValuesIn(Cases()),

@@ -1,7 +1,5 @@
 #include "persistence/Description.h"
 
-#include <TalSDK/sdk/common/Units.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +7,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -127,12 +124,6 @@ constexpr auto kFields<P> = Describe<P>(
     ValueList("Values", &P::m_values, {.itemTag = "V"}),
     Value<P>("Extra", InOptional(&P::m_extra, &Leaf::m_value)));
 
-struct Cl : Block<Cl> {
-  std::int32_t m_length = 77;
-};
-template <>
-constexpr auto kFields<Cl> = Describe<Cl>(ClLength("L", &Cl::m_length));
-
 // The block's content written inside an unindented <Block>, and the write's result.
 std::pair<std::string, bool> TryWrite(const ISAXPersistBase& block) {
   std::string out;
@@ -169,7 +160,8 @@ std::string Visited(const B& block) {
   std::string lines;
   TalAM::FieldVisit visit([&](const TalAM::FieldView& v) {
     lines += std::string(v.path) + " " + std::string(TalAM::FieldKindName(v.kind));
-    lines += (v.text.empty() ? "" : " " + std::string(v.text)) + "; ";
+    lines += (v.text.empty() ? "" : " " + std::string(v.text));
+    lines += v.compared ? "; " : " (not compared); ";
   });
   block.VisitFields(visit);
   return lines;
@@ -349,7 +341,10 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
             "Float float 0.33333334; Double double 0.33333333333333331; Precise double 0.333; "
             "Text string Plate; Flag bool true; Length length 2500; Lenient enumeration Green; "
             "Blank enumeration Green; Warm enumeration Red; Optional enumeration Red; "
-            "Strict enumeration (3); Revision integer 7; ");
+            "Strict enumeration (3); Revision integer 7 (not compared); ");
+  // A text that is no Unicode is shown with replacement characters.
+  scalars.m_text = std::wstring(L"a") + static_cast<wchar_t>(0xD800);
+  EXPECT_THAT(Visited(scalars), HasSubstr("Text string a\xEF\xBF\xBD;"));
 
   Parent parent;
   parent.m_items = {Leaf(2), Leaf(3)};
@@ -368,45 +363,30 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
   EXPECT_EQ(Visited(parent), common + "Extra integer 7; ");
 }
 
-TEST(DescriptionTest, ClLengthFollowsTheProcessWideLengthMode) {
-  struct Restore {
-    ~Restore() { SetClLengthMode(0); }
-  } restore;
-  ASSERT_EQ(TalSDK::Common::MInternalUnits::GetInstance().Get(), 1000.0);
-  // Written as the text and read back from it; no text: both fail, the member stays 77.
-  const std::tuple<int, std::int32_t, const char*> cases[] = {
-      {0, 1000, "1000"}, {1, 1000, "1"},     {1, -1500, "-1.5"},
-      {2, 25400, "1"},   {3, 1000, nullptr}, {-1, 1000, nullptr}};
-  for (const auto& [mode, value, text] : cases) {
-    SetClLengthMode(mode);
-    Cl block;
-    block.m_length = value;
-    const std::string element = text ? std::string("<L>") + text + "</L>" : "";
-    EXPECT_EQ(TryWrite(block), std::pair(element, text != nullptr)) << mode;
-    Cl read;
-    EXPECT_EQ(Read(text ? element : "<L>1</L>", read), text ? Paths() : Paths{"Block/L"});
-    EXPECT_EQ(read.m_length, text ? value : 77) << mode;
-  }
-  // Millimetres are rounded half away from zero and clamped to 32 bits.
-  SetClLengthMode(1);
-  const std::pair<const char*, std::int32_t> rounded[] = {
-      {"0.0004", 0}, {"0.0005", 1}, {"-0.0005", -1}, {"1e10", INT32_MAX}, {"-1e10", INT32_MIN}};
-  for (const auto& [text, value] : rounded) {
-    Cl read;
-    EXPECT_EQ(Read(std::string("<L>") + text + "</L>", read), Paths());
-    EXPECT_EQ(read.m_length, value) << text;
-  }
+// Two fields with one tag are refused, counting the item tags of lists standing directly in the
+// block; such lists have no tag of their own.
+// A mesh shows its counts, and its box and volume when it has triangles.
+TEST(DescriptionTest, VisitedMeshes) {
+  MStlBase mesh;
+  mesh.SetName(L"M");
+  std::string lines;
+  TalAM::FieldVisit visit([&](const TalAM::FieldView& v) {
+    lines += std::string(v.path) + "=" + std::string(v.text) + "; ";
+  });
+  Detail::VisitMesh(mesh, visit, "Mesh");
+  ASSERT_TRUE(mesh.SetGeometry({{0, 0, 0}, {2, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
+  Detail::VisitMesh(mesh, visit, "Mesh");
+  EXPECT_EQ(lines,
+            "Mesh=0 triangles, 0 vertices; Mesh/Name=M; Mesh/Triangles=0; Mesh/Vertices=0; "
+            "Mesh=1 triangles, 3 vertices; Mesh/Name=M; Mesh/Triangles=1; Mesh/Vertices=3; "
+            "Mesh/BoundingBox=0 0 0 2 1 0; Mesh/Volume=0; ");
 }
 
 TEST(DescriptionTest, TwoFieldsWithOneTagAreRefused) {
   EXPECT_THROW(Describe<Leaf>(Value("A", &Leaf::m_value), Value("A", &Leaf::m_value)),
                std::logic_error);
-  // Lists standing directly in the block have no tag of their own.
-  EXPECT_NO_THROW(Describe<P>(List("", &P::m_items, {.itemTag = "A"}),
-                              List("", &P::m_loose, {.itemTag = "B"})));
-}
-
-TEST(DescriptionTest, UnwrappedListItemTagsAreCheckedForDuplicates) {
   EXPECT_THROW(Describe<P>(List("", &P::m_items, {.itemTag = "A"}), Value("A", &P::m_density)),
                std::logic_error);
+  EXPECT_NO_THROW(Describe<P>(List("", &P::m_items, {.itemTag = "A"}),
+                              List("", &P::m_loose, {.itemTag = "B"})));
 }

@@ -116,20 +116,13 @@ TEST(QualityPartsTest, PositionIsSixteenNumbersRowByRow) {
   }
 }
 
-// Everything an item holds survives a write and a read: position exactly, the mesh with its own
-// name and geometry, kept elements of the item and of the set. A support is written from the
-// mesh but not read back (the application generates supports).
-TEST(QualityPartsTest, SetRoundTrip) {
+// A support is written from the mesh, only where one is attached, but not read back (the
+// application generates supports). Writing and reading items as such is covered by the machine's
+// reference files.
+TEST(QualityPartsTest, SupportIsWrittenButNotReadBack) {
   MMachineQualityParts parts;
-  parts.m_profileName = L"Witness coupons";
-  parts.m_enabled = false;
-  parts.m_keepPosition = false;
-  parts.m_group = true;
   QualityPartItem& item = parts.m_items[L"Coupon"];
-  item.m_mesh->SetName(L"Coupon mesh");
-  ASSERT_TRUE(item.m_mesh->SetGeometry({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
-  const double turned[16] = {0, -1, 0, 0.1, 1, 0, 0, -1e-300, 0, 0, 1, 1e300, 0, 0, 0, 1};
-  item.m_position.MakeFromDouble16(turned);
+  item.m_mesh->SetName(L"Coupon");
   TalSDK::SupportGeneration::MSupportSupport support;
   support.SetSetting("Type", "Block");
   TalSDK::SupportGeneration::AttachSupport(*item.m_mesh, support);
@@ -138,28 +131,13 @@ TEST(QualityPartsTest, SetRoundTrip) {
   const std::string written = TestSupport::WriteBlock("Q", MSAXQualityPartsWriter(parts));
   EXPECT_NE(written.find("<Support>\n      <Type>Block</Type>\n    </Support>\n"),
             std::string::npos);
-  EXPECT_EQ(written.find("<Support>"), written.rfind("<Support>"));  // only where attached
-  EXPECT_NE(written.find("<Mesh ID=\""), std::string::npos);
-
-  const std::string withUnknowns =
-      written.substr(0, written.rfind("</Q>")) + "<SetFuture a=\"1\"/></Q>";
-  const std::size_t itemEnd = withUnknowns.find("</Item>");
-  const std::string document =
-      withUnknowns.substr(0, itemEnd) + "<ItemFuture>x</ItemFuture>" + withUnknowns.substr(itemEnd);
+  EXPECT_EQ(written.find("<Support>"), written.rfind("<Support>"));
   MMachineQualityParts read;
-  EXPECT_EQ(ReadSet(document.substr(document.find("<Q>") + 3,
-                                    document.rfind("</Q>") - document.find("<Q>") - 3),
+  EXPECT_EQ(ReadSet(written.substr(written.find("<Q>") + 3,
+                                   written.rfind("</Q>") - written.find("<Q>") - 3),
                     read),
             "");
-  EXPECT_TRUE(read.m_items.at(L"Coupon").m_position == item.m_position);
-  EXPECT_EQ(read.m_items.at(L"Coupon").m_mesh->GetName(), L"Coupon mesh");
-  EXPECT_EQ(read.m_items.at(L"Coupon").m_mesh->GetTriangleCount(), 1u);
   EXPECT_EQ(TalSDK::SupportGeneration::GetSupport(*read.m_items.at(L"Coupon").m_mesh), nullptr);
-  EXPECT_EQ(read.GetUnhandledElements().size(), 1u);
-  EXPECT_EQ(read.m_items.at(L"Coupon").GetUnhandledElements().size(), 1u);
-  EXPECT_EQ(read.GetExtensibleObjectNodes().size(), 5u);  // set, two items, two meshes
-  read.ClearUnhandledElements();
-  read.m_items.at(L"Coupon").ClearUnhandledElements();
   EXPECT_TRUE(read == parts);
 }
 

@@ -6,8 +6,7 @@
 #include <string>
 
 #include <TalSDK/sdk/mesh/StlBase.h>
-#include <TalSDK/sdk/sax/SAXReader.h>
-#include <TalSDK/sdk/sax/SAXWriter.h>
+#include "support/TestSupport.h"
 
 namespace {
 
@@ -16,48 +15,24 @@ using namespace TalSDK::SupportGeneration;
 
 using Mode = TalSDK::MSaxPersistExtensibleObject::OperatingMode;
 
-// A document whose "Support" element is read into one support.
-class SupportDocument : public ISAXPersistBase {
- public:
-  explicit SupportDocument(MSupportGlobal& support) : m_support(support) {}
-  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override {
-    if (tagName == "Support") return reader.DelegateToOwnedChild(new MSaxSupportGlobal(m_support));
-    return tagName == "Document";
-  }
-
- private:
-  MSupportGlobal& m_support;
-};
-
 MSupportGlobal ReadGlobal(std::string_view xml, Mode mode = Mode::eKeepUnhandledElements) {
   MSupportGlobal read;
   read.SetOperatingMode(mode);
-  TalSAX::SAXReader reader(true, nullptr);
-  SupportDocument root(read);
-  reader.ParseBuffer(xml, &root);
-  EXPECT_TRUE(reader.GetWarnings().empty());
+  MSaxSupportGlobal helper(read);
+  EXPECT_TRUE(TestSupport::ReadBlock(xml, helper).empty());
   return read;
 }
 
 MSupportGlobal RoundTrip(const MSupportGlobal& support) {
-  std::string xml;
-  TalSAX::SAXWriter writer(nullptr);
-  EXPECT_TRUE(writer.OpenString(xml));
-  {
-    MSAXTagWriter document(writer, "Document");
-    MSAXTagWriter element(writer, "Support");
-    EXPECT_TRUE(MSaxSupportGlobal(support).Write(writer));
-  }
-  EXPECT_TRUE(writer.Close());
-  return ReadGlobal(xml);
+  return ReadGlobal(TestSupport::WriteBlock("Support", MSaxSupportGlobal(support)));
 }
 
 constexpr std::string_view kDocument =
-    "<Document><Support>"
+    "<Support>"
     "<Density unit=\"%\">20</Density>"
     "<Pattern type=\"grid\" angle=\"45\"><Spacing>2.5</Spacing><Offset x=\"1\"/>tail</Pattern>"
     "<Density>30</Density>"
-    "</Support></Document>";
+    "</Support>";
 
 TEST(SupportGlobalTest, SettingsAreKeptInOrderAndSurviveARoundTrip) {
   const MSupportGlobal global = ReadGlobal(kDocument);
