@@ -12,6 +12,7 @@
 
 #include "Commands.h"
 #include "Json.h"
+#include "Summary.h"
 #include "Text.h"
 
 namespace TalMachineTool {
@@ -65,15 +66,6 @@ bool SaveReplacing(MCLParameters& set, const std::string& target) {
       return OneLine(error.GetMessage());
     }
   });
-}
-
-// Millimetres of a length in internal units.
-std::string Millimetres(std::string_view internal) {
-  std::istringstream in{std::string(internal)};
-  long value = 0;
-  std::ostringstream out;
-  if (in >> value) out << static_cast<double>(value) / MUnit::GetIE();
-  return out.str();
 }
 
 // Every field as a line "  label: value", indented by its depth, lengths in millimetres.

@@ -44,19 +44,6 @@ bool OpensLevel(FieldKind kind) {
          kind == FieldKind::Mesh;
 }
 
-// Millimetres of integers in internal units, "0 0 4000" as "0 0 4 mm".
-std::string InMillimetres(std::string_view internal) {
-  std::istringstream in{std::string(internal)};
-  std::ostringstream out;
-  long value = 0;
-  bool first = true;
-  while (in >> value) {
-    out << (first ? "" : " ") << static_cast<double>(value) / MUnit::GetIE();
-    first = false;
-  }
-  return out.str() + " mm";
-}
-
 // Entries of `from` whose path `other` lacks, the topmost of each missing level only.
 std::vector<std::string> Missing(const std::vector<Entry>& from,
                                  const std::map<std::string, const Entry*>& other) {
@@ -190,7 +177,8 @@ int RunDiff(const std::string& first, const std::string& second, Policy policy) 
     std::cout << Printable(entry.path) << ": " << Printable(entry.text) << " → "
               << Printable(other->second->text);
     if (entry.kind == FieldKind::Length || entry.kind == FieldKind::Point) {
-      std::cout << " (" << InMillimetres(entry.text) << " → " << InMillimetres(other->second->text)
+      std::cout << " (" << Millimetres(entry.text) << " mm → " << Millimetres(other->second->text)
+                << " mm"
                 << ")";
     }
     std::cout << '\n';

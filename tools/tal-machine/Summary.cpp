@@ -38,19 +38,6 @@ void MultiLineField(std::ostream& out, std::size_t indent, std::string_view labe
   if (first) Field(out, indent, label, "");
 }
 
-// Millimetres of a text of integers in internal units ("0 0 4000" gives "0 0 4").
-std::string Millimetres(std::string_view internal) {
-  std::istringstream in{std::string(internal)};
-  std::ostringstream out;
-  long value = 0;
-  bool first = true;
-  while (in >> value) {
-    out << (first ? "" : " ") << static_cast<double>(value) / MUnit::GetIE();
-    first = false;
-  }
-  return out.str();
-}
-
 // What a field shows: its text, lengths also in millimetres.
 std::string Shown(const TalAM::FieldView& field) {
   const std::string text = Printable(field.text);
@@ -68,6 +55,18 @@ std::string Shown(const TalAM::FieldView& field) {
 }
 
 }  // namespace
+
+std::string Millimetres(std::string_view internal) {
+  std::istringstream in{std::string(internal)};
+  std::ostringstream out;
+  long value = 0;
+  bool first = true;
+  while (in >> value) {
+    out << (first ? "" : " ") << static_cast<double>(value) / MUnit::GetIE();
+    first = false;
+  }
+  return out.str();
+}
 
 TalSDK::MSaxPersistExtensibleObject::ElementList KeptElements(
     const TalAM::MachineParameters& machine) {

@@ -10,6 +10,8 @@
 
 namespace TalMachineTool {
 
+// Millimetres of a text of integers in internal units ("0 0 4000" gives "0 0 4").
+std::string Millimetres(std::string_view internal);
 // The unknown elements the machine kept, in the order of the file.
 TalSDK::MSaxPersistExtensibleObject::ElementList KeptElements(
     const TalAM::MachineParameters& machine);
