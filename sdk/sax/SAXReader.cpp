@@ -199,7 +199,7 @@ struct SAXReader::Impl {
   Xml::TextCollector text;
   Xml::TextCollector captureText;
   std::vector<TalSDK::MSaxUnhandledElement::Node> captureNodes;
-  std::vector<bool> captureLevels;
+  std::vector<unsigned char> captureLevels;  // not vector<bool>: reset per capture, kept cheap
   std::string textStorage;  // for GetElementText when the text is a view
 
   ISAXPersistBase* pendingChild = nullptr;
@@ -502,8 +502,9 @@ bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
     return true;
   }
   // With ReadAhead the tokenizer already stands right after the start tag again.
-  std::vector<bool>& hasChildren = captureLevels;  // per open level, the captured element first
-  hasChildren.assign(1, false);
+  std::vector<unsigned char>& hasChildren = captureLevels;  // per open level, captured one first
+  hasChildren.clear();
+  hasChildren.push_back(0);
   const auto flushText = [&](bool children) {
     addText(static_cast<std::uint32_t>(hasChildren.size()), captureText.Finish(children));
     captureText.Clear();
@@ -513,12 +514,12 @@ bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
     const Event event = tokenizer->Next(&captureText);
     if (event == Event::StartElement) {
       flushText(true);
-      hasChildren.back() = true;
+      hasChildren.back() = 1;
       addElement(static_cast<std::uint32_t>(hasChildren.size()), tokenizer->Name(),
                  tokenizer->Attributes());
-      hasChildren.push_back(false);
+      hasChildren.push_back(0);
     } else if (event == Event::EndElement) {
-      flushText(hasChildren.back());
+      flushText(hasChildren.back() != 0);
       hasChildren.pop_back();
       if (hasChildren.empty()) break;
     } else {

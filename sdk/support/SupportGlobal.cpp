@@ -40,6 +40,8 @@ bool MSupportSettingStore::RemoveSetting(std::string_view name) {
 }
 
 void MSupportSettingStore::AppendSetting(TalSDK::MSaxUnhandledElement setting) {
+  // Stores hold a handful of settings: one allocation instead of growing one by one.
+  if (m_settings.empty()) m_settings.reserve(4);
   m_settings.push_back(std::move(setting));
 }
 
