@@ -1,9 +1,12 @@
 #include <TalSDK/sdk/sax/ValueText.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <system_error>
+#include <type_traits>
 
 namespace TalSAX::ValueText {
 
@@ -67,10 +70,57 @@ bool HasNonZeroMantissa(std::string_view text) {
   return false;
 }
 
+// Most values in machine files are short decimals ("0.5", "-12.25", "0.33333334"). Such a text
+// is m / 10^k with m < 2^53 and 10^k (k <= 22) both exact doubles, and one IEEE division of
+// exact operands is correctly rounded, so a double comes out as from_chars gives it. A float
+// is rounded from that double, which can only differ from rounding the exact value when the
+// double lies exactly halfway between two floats: that case, and any text not of this form,
+// is left to from_chars (false).
+template <class Float>
+bool ParseShortDecimal(std::string_view text, Float& value) {
+  constexpr std::size_t kMaxDigits = 15;  // m < 10^15 < 2^53
+  constexpr std::size_t kMaxFractionDigits = 22;
+  static constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  if (text.size() > kMaxDigits + 2) return false;  // more digits than a sign and a point allow
+  const bool negative = text.front() == '-';
+  std::size_t at = negative ? 1 : 0;
+  std::uint64_t mantissa = 0;
+  std::size_t digits = 0;
+  std::size_t fractionDigits = 0;
+  bool point = false;
+  for (; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c >= '0' && c <= '9') {
+      if (++digits > kMaxDigits) return false;
+      mantissa = mantissa * 10 + static_cast<std::uint64_t>(c - '0');
+      if (point) ++fractionDigits;
+    } else if (c == '.' && !point && digits > 0) {
+      point = true;
+    } else {
+      return false;  // also ".5", "1e5", "inf": from_chars reads them
+    }
+  }
+  if (digits == 0 || (point && fractionDigits == 0) || fractionDigits > kMaxFractionDigits)
+    return false;
+  double exact = static_cast<double>(mantissa);
+  if (fractionDigits > 0) exact /= kPowersOfTen[fractionDigits];
+  if constexpr (std::is_same_v<Float, float>) {
+    // Halfway between two floats: the 29 mantissa bits a float drops are 1 then 28 zeros.
+    constexpr std::uint64_t kDropped = (std::uint64_t{1} << 29) - 1;
+    if ((std::bit_cast<std::uint64_t>(exact) & kDropped) == (std::uint64_t{1} << 28)) return false;
+  }
+  const Float result = static_cast<Float>(exact);
+  value = negative ? -result : result;
+  return true;
+}
+
 template <class Float>
 bool ParseFloat(std::string_view text, Float& value) {
   text = TrimXmlSpace(text);
   if (text.empty()) return false;
+  if (ParseShortDecimal(text, value)) return true;
   Float parsed{};
   // chars_format::general takes decimal and exponent notation, "inf", "infinity" and "nan"
   // in any case, and neither a '+' nor hexadecimal ("0x10" stops after the "0").

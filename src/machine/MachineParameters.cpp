@@ -38,16 +38,14 @@ void MachineParameters::VisitFields(FieldVisit& visit) const {
 // each list's items.
 MachineParameters::NodeList MachineParameters::GetExtensibleObjectNodes() const {
   NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
-  TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(
-      nodes, {m_buildTimeCalculation, m_slicer, m_postProcessing, m_exportPart, m_costFragments,
-              m_nesting, m_platform, m_zCompensationParameters, m_lockedAreas, m_qualityParts,
-              m_kestrumSupport, m_baseplateParameters, m_support});
-  for (const auto& profile : m_qualityPartsProfiles) {
-    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, profile);
-  }
-  for (const auto& profile : m_supportProfiles) {
-    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, profile);
-  }
+  Persistence::InsertNodesOf(nodes, m_buildTimeCalculation, m_slicer, m_postProcessing,
+                             m_exportPart, m_costFragments, m_nesting, m_platform,
+                             m_zCompensationParameters, m_lockedAreas, m_qualityParts,
+                             m_kestrumSupport, m_baseplateParameters, m_support);
+  for (const auto& profile : m_qualityPartsProfiles)
+    Persistence::InsertNodesOf(nodes, profile);
+  for (const auto& profile : m_supportProfiles)
+    Persistence::InsertNodesOf(nodes, profile);
   return nodes;
 }
 

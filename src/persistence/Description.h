@@ -51,6 +51,38 @@ namespace TalAM::Persistence {
 using NodeList = TalSDK::MSaxPersistExtensibleObject::NodeList;
 using OperatingMode = TalSDK::MSaxPersistExtensibleObject::OperatingMode;
 
+// Whether objects of type T list only themselves as nodes: T does not override
+// GetExtensibleObjectNodes. Members and list items are held by value, so their dynamic type is
+// T and the answer holds for them; listing them then needs no list of their own.
+template <class T>
+inline constexpr bool kListsOnlyItself =
+    std::is_same_v<decltype(&T::GetExtensibleObjectNodes),
+                   NodeList (TalSDK::MSaxPersistExtensibleObject::*)() const>;
+
+// RecursiveInsertNodes for an object held by value.
+template <class T>
+void InsertNodesOf(NodeList& nodes, const T& object) {
+  if constexpr (kListsOnlyItself<T>) {
+    nodes.emplace_back(object);
+  } else {
+    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, object);
+  }
+}
+template <class... T>
+void InsertNodesOf(NodeList& nodes, const T&... objects) {
+  (InsertNodesOf(nodes, objects), ...);
+}
+
+// SetOperatingModeOfAllNodes for an object held by value.
+template <class T>
+void SetOperatingModeOf(T& object, OperatingMode mode) {
+  if constexpr (kListsOnlyItself<T>) {
+    object.SetOperatingMode(mode);
+  } else {
+    TalSDK::MSaxPersistExtensibleObjectUtilities::SetOperatingModeOfAllNodes(object, mode);
+  }
+}
+
 // ---------------------------------------------------------------------------------------------
 // Text of values, as the writer formats them (for the visitor).
 
@@ -465,9 +497,7 @@ struct ChildCodec {
     return WriteModel<Writer>(object.*member, writer);
   }
   bool Equal(const Owner& a, const Owner& b) const { return a.*member == b.*member; }
-  void Nodes(const Owner& object, NodeList& nodes) const {
-    TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, object.*member);
-  }
+  void Nodes(const Owner& object, NodeList& nodes) const { InsertNodesOf(nodes, object.*member); }
   void Visit(const Owner& object, FieldVisit& visit, std::string_view tag) const {
     visit.Enter(tag, FieldKind::Block);
     VisitModel<Model>(object.*member, visit, visitModel);
@@ -745,8 +775,7 @@ struct ListCodec {
                                  ReadPass pass, std::string_view wrapperTag) const {
     return ReadListTag(tag, reader, pass, wrapperTag, rules, object.*member, [&]() {
       Item& item = (object.*member).emplace_back();
-      TalSDK::MSaxPersistExtensibleObjectUtilities::SetOperatingModeOfAllNodes(
-          item, object.GetOperatingMode());
+      SetOperatingModeOf(item, object.GetOperatingMode());
       ReadModel<Reader>(item, object.GetOperatingMode(), reader);
       return true;
     });
@@ -766,9 +795,8 @@ struct ListCodec {
   }
   bool Equal(const Owner& a, const Owner& b) const { return a.*member == b.*member; }
   void Nodes(const Owner& object, NodeList& nodes) const {
-    for (const Item& item : object.*member) {
-      TalSDK::MSaxPersistExtensibleObjectUtilities::RecursiveInsertNodes(nodes, item);
-    }
+    for (const Item& item : object.*member)
+      InsertNodesOf(nodes, item);
   }
   void Visit(const Owner& object, FieldVisit& visit, std::string_view tag) const {
     if (!tag.empty()) {
