@@ -39,8 +39,7 @@ const std::map<std::string, std::string, std::less<>> kOtherEnumText = {
     {"Negative", "Positive"},
     {"Double", "Negative"},
     {"X", "Y"},
-    {"Y", "X"},
-};
+    {"Y", "X"}};
 
 // A number changed so that codes 0 and 1 stay in range and the text reads back as written.
 std::string OtherNumber(const std::string& number) {

@@ -169,61 +169,20 @@ TEST_F(MachineFileTest, TopLevelDispatch) {
   }
 }
 
+// "Machine" may sit in the wrapper; a document with another root loads as the defaults.
 TEST_F(MachineFileTest, RootElements) {
-  // "Machine" may sit in the wrapper; a document with another root loads as the defaults.
   MachineParameters wrapped, other;
-  ASSERT_TRUE(LoadFromTMCF(wrapped,
-                           Write("wrapped.xml",
-                                 "<tal:ProjectFile xmlns:tal=\"urn:x\"><Machine>"
-                                 "<Name>W</Name></Machine></tal:ProjectFile>")
-                               .c_str(),
-                           kKeep));
+  const std::wstring inWrapper =
+      Write("wrapped.xml",
+            "<tal:ProjectFile xmlns:tal=\"urn:x\"><Machine><Name>W</Name></Machine>"
+            "</tal:ProjectFile>");
+  ASSERT_TRUE(LoadFromTMCF(wrapped, inWrapper.c_str(), kKeep));
   EXPECT_EQ(wrapped.GetName(), L"W");
   std::wstring message = L"untouched";
   EXPECT_TRUE(LoadFromTMCF(other, Write("other.xml", "<Printer><Name>P</Name></Printer>").c_str(),
                            message, kKeep));
   EXPECT_TRUE(other == MachineParameters());
   EXPECT_EQ(message, L"untouched");
-}
-
-TEST_F(MachineFileTest, PoliciesForUnknownElementsAtEveryDepth) {
-  const char* const requiredAtTop =
-      "<New required=\"true\"/><ZCompensationParameters><Deep><x/></Deep>"
-      "</ZCompensationParameters>";
-  const char* const requiredInBlock =
-      "<New/><ZCompensationParameters><Deep required=\"true\"><x/></Deep>"
-      "</ZCompensationParameters>";
-  const char* const requiredInPlatform =
-      "<Platform><Envelope><Future required=\"true\"/></Envelope>"
-      "<PlatformStl><Mesh><Extra/></Mesh></PlatformStl></Platform>";
-  const char* const noneRequired =
-      "<New required=\"false\"/><ZCompensationParameters><Deep/></ZCompensationParameters>";
-  const struct {
-    const char* content;
-    Policy policy;
-    bool ok;
-    std::size_t kept;  // kept elements in the whole machine
-  } cases[] = {
-      {requiredAtTop, kIgnore, true, 0},       {requiredAtTop, kKeep, true, 2},
-      {requiredAtTop, kReject, false, 2},      {requiredInBlock, kIgnore, true, 0},
-      {requiredInBlock, kKeep, true, 2},       {requiredInBlock, kReject, false, 2},
-      {requiredInPlatform, kIgnore, true, 0},  {requiredInPlatform, kKeep, true, 2},
-      {requiredInPlatform, kReject, false, 2}, {noneRequired, kReject, true, 2},
-      {noneRequired, kIgnore, true, 0},
-  };
-  int index = 0;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.content) + " policy " + std::to_string(c.policy));
-    const std::wstring path = Machine("p" + std::to_string(index++) + ".xml", c.content);
-    MachineParameters m;
-    std::wstring message;
-    EXPECT_EQ(LoadFromTMCF(m, path.c_str(), message, c.policy), c.ok);
-    EXPECT_EQ(m.GetUnhandledElementsFromAllNodes().size(), c.kept);
-    if (!c.ok) {
-      EXPECT_EQ(message, L"Error while reading machine file '" + path +
-                             L"'\nRequired unhandled elements found.");
-    }
-  }
 }
 
 TEST_F(MachineFileTest, LoadFailuresAndTheirMessages) {
@@ -275,9 +234,11 @@ TEST_F(MachineFileTest, SaveFailures) {
   EXPECT_TRUE(std::filesystem::exists("/dev/full"));
 }
 
-TEST_F(MachineFileTest, StructuredLoadResult) {
+// The structured result says what LoadFromTMCF says, and more. The policy holds for every
+// block: an unknown element is kept or dropped alike at the top and deep in the platform.
+TEST_F(MachineFileTest, PoliciesAndTheStructuredLoadResult) {
   const std::string requiredInPlatform =
-      "<Platform><Envelope><Future required=\"true\"/></Envelope></Platform>";
+      "<Platform><Envelope><Future required=\"true\"/></Envelope></Platform><New/>";
   const std::vector<TalSDK::MSaxUnhandledElementDescription> future = {
       {"Future", "Machine/Platform/Envelope", 3}};
   const struct Case {
@@ -285,25 +246,34 @@ TEST_F(MachineFileTest, StructuredLoadResult) {
     std::string content;  // on the third line of the file
     Policy policy;
     bool success;
+    std::size_t kept;  // kept elements in the whole machine
     int line, column;  // of the reader error; 0 for none
     std::vector<TalSAX::SAXWarning> refused;
     std::vector<TalSDK::MSaxUnhandledElementDescription> required;
   } cases[] = {
-      {"reader-error", "<Name>bad\x01</Name>", kKeep, false, 3, 10, {}, {}},
-      {"refused", "  <Unit>Metre</Unit>", kKeep, true, 0, 0, {{"Machine/Unit", 3, 3, "Metre"}}, {}},
-      {"required-rejected", requiredInPlatform, kReject, false, 0, 0, {}, future},
+      {"reader-error", "<Name>bad\x01</Name>", kKeep, false, 0, 3, 10, {}, {}},
+      {"refused",
+       "  <Unit>Metre</Unit>",
+       kKeep,
+       true,
+       0,
+       0,
+       0,
+       {{"Machine/Unit", 3, 3, "Metre"}},
+       {}},
+      {"required-rejected", requiredInPlatform, kReject, false, 2, 0, 0, {}, future},
       // Kept required elements are listed whatever the policy; dropped ones are not.
-      {"required-kept", requiredInPlatform, kKeep, true, 0, 0, {}, future},
-      {"required-dropped", requiredInPlatform, kIgnore, true, 0, 0, {}, {}},
-      {"clean", "<Name>V</Name><New/>", kReject, true, 0, 0, {}, {}},
+      {"required-kept", requiredInPlatform, kKeep, true, 2, 0, 0, {}, future},
+      {"required-dropped", requiredInPlatform, kIgnore, true, 0, 0, 0, {}, {}},
+      {"not-required", "<Name>V</Name><New required=\"false\"/>", kReject, true, 1, 0, 0, {}, {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const std::wstring path = Machine(std::string(c.name) + ".xml", c.content);
     MachineParameters machine, other;
     const TalAM::MachineLoadResult result = TalAM::LoadMachineFile(machine, path.c_str(), c.policy);
+    EXPECT_EQ(machine.GetUnhandledElementsFromAllNodes().size(), c.kept);
 
-    // The same outcome and message as LoadFromTMCF.
     std::wstring message;
     std::vector<TalSAX::SAXWarning> refused;
     EXPECT_EQ(LoadFromTMCF(other, path.c_str(), message, c.policy, refused), c.success);
@@ -324,12 +294,10 @@ TEST_F(MachineFileTest, StructuredLoadResult) {
   }
 }
 
-// ---------------------------------------------------------------------------------------------
-// The atomic save.
+// The atomic save. No temporary file may be left behind in the directory.
 
 namespace {
 
-// The names in a directory, sorted: a save must leave no temporary file behind.
 std::vector<std::string> Names(const std::filesystem::path& directory) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(directory))
@@ -338,46 +306,39 @@ std::vector<std::string> Names(const std::filesystem::path& directory) {
   return names;
 }
 
-// What SaveToTMCF writes for `machine`.
-std::string SavedText(const MachineParameters& machine, const std::filesystem::path& scratch) {
-  EXPECT_TRUE(SaveToTMCF(machine, scratch.wstring().c_str()));
-  std::string text = TestSupport::ReadFile(scratch);
-  std::filesystem::remove(scratch);
-  return text;
-}
-
 MachineParameters WithLongComment() {
   MachineParameters machine = FullMachine();
   machine.m_comments = std::wstring(200000, L'x');
   return machine;
 }
 
+std::string Reference(const char* name) {
+  return TestSupport::ReadFile(std::string(TEST_DATA "/machine/data/") + name);
+}
+
 }  // namespace
 
+// What SaveToTMCF writes (the reference files); replacing keeps the permission bits, and
+// through a link the file it names is replaced.
 TEST_F(MachineFileTest, AtomicSaveWritesWhatSaveWritesAndFollowsLinks) {
   namespace fs = std::filesystem;
-  const fs::path dir = m_dir.File("atomic");
+  const fs::path dir = m_dir.File("atomic"), file = dir / "m.xml";
   fs::create_directory(dir);
-  const std::string full = SavedText(FullMachine(), m_dir.File("scratch.xml"));
-
-  // A new file.
-  const fs::path file = dir / "m.xml";
   TalAM::MachineSaveResult result =
       TalAM::SaveMachineFileAtomically(FullMachine(), file.wstring().c_str());
   EXPECT_TRUE(result.success) << result.message;
   EXPECT_EQ(result.message, L"");
-  EXPECT_EQ(TestSupport::ReadFile(file), full);
+  EXPECT_EQ(TestSupport::ReadFile(file), Reference("full-machine.xml"));
 
-  // Replacing it keeps its permission bits; through a link, the file it names is replaced.
-  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  const auto perms = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read;
+  fs::permissions(file, perms);
   fs::create_symlink("m.xml", dir / "link.xml");
   result =
       TalAM::SaveMachineFileAtomically(MachineParameters(), (dir / "link.xml").wstring().c_str());
   EXPECT_TRUE(result.success) << result.message;
   EXPECT_TRUE(fs::is_symlink(dir / "link.xml"));
-  EXPECT_EQ(TestSupport::ReadFile(file), SavedText(MachineParameters(), m_dir.File("scratch.xml")));
-  EXPECT_EQ(fs::status(file).permissions() & fs::perms::all,
-            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  EXPECT_EQ(TestSupport::ReadFile(file), Reference("default-machine.xml"));
+  EXPECT_EQ(fs::status(file).permissions() & fs::perms::all, perms);
   EXPECT_EQ(Names(dir), (std::vector<std::string>{"link.xml", "m.xml"}));
 }
 

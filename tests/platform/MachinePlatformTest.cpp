@@ -104,16 +104,10 @@ TEST(MachinePlatformTest, ShapeIsStrictWhileAxesAndDirectionsFallBack) {
   }
 }
 
-TEST(MachinePlatformTest, IndicationsAreWrittenWholeAndOnlyWithTheirTexts) {
-  Platform platform = ReadNew<Platform>("<RecoaterDirection>Double</RecoaterDirection>");
-  EXPECT_THAT(TestSupport::WriteBlock("Platform", platform),
-              HasSubstr("  <Shape>Box</Shape>\n"
-                        "  <RecoaterVisible>false</RecoaterVisible>\n"
-                        "  <RecoaterDirectionAxis>X</RecoaterDirectionAxis>\n"
-                        "  <RecoaterDirection>Double</RecoaterDirection>\n"
-                        "  <Envelope>\n"));
-
-  // Values without a text of their own are written as the nearest one.
+// Values without a text of their own are written as the nearest one. (Engaged indications
+// are written whole, before the envelope: the example-wide round trip.)
+TEST(MachinePlatformTest, ValuesWithoutTextAreWrittenAsTheNearestOne) {
+  Platform platform;
   platform.m_shape = static_cast<Shape>(7);
   platform.m_gasFlow = Platform::GasFlow{false, DirectionAxis{5}, Direction::Double};
   platform.m_recoater = Platform::Recoater{false, DirectionAxis::Y, Direction{3}};
