@@ -207,6 +207,20 @@ TEST_F(MachineFileTest, LoadFailuresAndTheirMessages) {
   }
 }
 
+// The IDs of kept elements are taken: the meshes written get other ones.
+TEST_F(MachineFileTest, KeptElementIdsAreNotGivenToMeshes) {
+  MachineParameters machine = FullMachine();
+  TalSDK::MSaxUnhandledElement linked;
+  linked.AppendNode(
+      {TalSDK::MSaxUnhandledElement::Node::Kind::Element, 0, "Linked", {{"ID", "1"}}});
+  machine.AddUnhandledElement(linked);
+  const auto path = m_dir.File("ids.xml");
+  ASSERT_TRUE(SaveToTMCF(machine, path.wstring().c_str()));
+  const std::string text = TestSupport::ReadFile(path);
+  EXPECT_THAT(text, HasSubstr("<Mesh ID=\"2\">"));
+  EXPECT_THAT(text, HasSubstr("<Linked ID=\"1\"/>"));
+}
+
 TEST_F(MachineFileTest, SaveFailures) {
   // A file that cannot be created: false and no message.
   std::wstring message = L"untouched";
