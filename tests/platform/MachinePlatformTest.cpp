@@ -1,4 +1,11 @@
+// The platform's blocks: what the example-wide round trip and equality checks cannot show
+// (refusals, fallbacks, quirks of reading order, fit tests, mesh ownership).
+#include <TalSDK/platform/MachineEnvelope.h>
+#include <TalSDK/platform/MachineLaserOverlaps.h>
+#include <TalSDK/platform/MachineNesting.h>
 #include <TalSDK/platform/MachinePlatform.h>
+#include <TalSDK/platform/MachinePlatformStl.h>
+#include <TalSDK/platform/MachineZCompensation.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,37 +15,60 @@
 #include <locale>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
 #include "support/TestSupport.h"
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using Platform = MSAXMachinePlatform;
 using Shape = MSAXMachinePlatform::PlatformShape;
 using Direction = MSAXMachinePlatform::Direction;
 using Point = MSAXMachinePlatform::Point;
+using Holder = MSAXMachinePlatformStl;
+using Overlaps = MSAXMachineLaserOverlaps;
+using Overlap = MSAXMachineLaserOverlaps::LaserOverlap;
 
 namespace {
 
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
-std::string Written(const Platform& platform) {
-  return TestSupport::WriteBlock("Platform", platform);
+// Reads `content` inside a root element into `block`; how many elements were refused.
+std::size_t Read(const std::string& content, ISAXPersistBase& block) {
+  return TestSupport::ReadBlock("<B>" + content + "</B>", block).size();
 }
 
-// Reads one child element of "Platform" into `platform`; returns how many were refused.
-std::size_t ReadOne(Platform& platform, const std::string& tag, const std::string& text) {
-  return TestSupport::ReadBlock("<Platform><" + tag + ">" + text + "</" + tag + "></Platform>",
-                                platform)
-      .size();
+template <class T>
+T ReadNew(const std::string& content) {
+  T block;
+  Read(content, block);
+  return block;
 }
 
-void AddTriangleMesh(Platform& platform) {
-  ASSERT_TRUE(platform.m_platformStl.GetPlatformStl(true)->SetGeometry(
-      {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
+MSAXMachineEnvelope Envelope(std::int32_t dx, std::int32_t dy, std::int32_t dz) {
+  MSAXMachineEnvelope envelope;
+  envelope.m_dx = envelope.m_circleExtent = dx;
+  envelope.m_dy = dy;
+  envelope.m_dz = dz;
+  return envelope;
+}
+
+Overlap MakeOverlap(DirectionAxis orientation, int position, int width) {
+  Overlap overlap;
+  overlap.orientation = orientation;
+  overlap.position = position;
+  overlap.width = width;
+  return overlap;
+}
+
+void MakeTriangle(MStlBase& mesh, const std::wstring& name) {
+  mesh.SetName(name);
+  ASSERT_TRUE(mesh.SetGeometry({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
 }
 
 }  // namespace
@@ -46,53 +76,42 @@ void AddTriangleMesh(Platform& platform) {
 TEST(MachinePlatformTest, ShapeIsStrictWhileAxesAndDirectionsFallBack) {
   using G = Platform::GasFlow;
   using R = Platform::Recoater;
-  using enum DirectionAxis;
   const struct {
     const char* tag;
     const char* text;
     bool refused;
-    bool box;  // read into a Circle platform
     std::optional<G> gasFlow;
     std::optional<R> recoater;
   } cases[] = {
-      {"Shape", "Box", false, true, {}, {}},
-      {"Shape", "box", true, false, {}, {}},
-      {"Shape", "Circle ", true, false, {}, {}},
-      {"shape", "Box", false, false, {}, {}},  // an unknown element, kept
-      {"GasFlowVisible", "true", false, false, G{true}, {}},
-      {"GasFlowVisible", "maybe", true, false, {}, {}},
-      {"GasFlowDirectionAxis", "Y", false, false, G{false, Y}, {}},
-      {"GasFlowDirectionAxis", "y", false, false, G{}, {}},
-      {"GasFlowDirection", "Negative", false, false, G{false, X, Direction::Negative}, {}},
-      {"GasFlowDirection", "Double", false, false, G{}, {}},
-      {"RecoaterDirection", "Double", false, false, {}, R{false, X, Direction::Double}},
-      {"RecoaterDirection", "Both", false, false, {}, R{}},
+      // Reading any tag of an indication engages it with its defaults.
+      {"Shape", "box", true, {}, {}},
+      {"Shape", "Circle ", true, {}, {}},
+      {"GasFlowDirectionAxis", "y", false, G{}, {}},
+      {"GasFlowDirection", "Double", false, G{}, {}},  // the recoater's only
+      {"RecoaterDirection", "Double", false, {}, R{false, DirectionAxis::X, Direction::Double}},
+      {"RecoaterDirection", "Both", false, {}, R{}},
+      {"RecoaterDirectionAxis", "Z", false, {}, R{}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.tag) + " " + c.text);
     Platform platform;
     platform.m_shape = Shape::Circle;
-    EXPECT_EQ(ReadOne(platform, c.tag, c.text), c.refused ? 1u : 0u);
-    EXPECT_EQ(platform.m_shape, c.box ? Shape::Box : Shape::Circle);
+    EXPECT_EQ(Read(std::string("<") + c.tag + ">" + c.text + "</" + c.tag + ">", platform),
+              c.refused ? 1u : 0u);
+    EXPECT_EQ(platform.m_shape, Shape::Circle);
     EXPECT_EQ(platform.m_gasFlow, c.gasFlow);
     EXPECT_EQ(platform.m_recoater, c.recoater);
   }
 }
 
-TEST(MachinePlatformTest, IndicationsAreWrittenWholeAndOnlyWithTheirTexts) {
+// Values without a text of their own are written as the nearest one. (Engaged indications
+// are written whole, before the envelope: the example-wide round trip.)
+TEST(MachinePlatformTest, ValuesWithoutTextAreWrittenAsTheNearestOne) {
   Platform platform;
-  ReadOne(platform, "RecoaterDirection", "Double");
-  EXPECT_THAT(Written(platform), HasSubstr("  <Shape>Box</Shape>\n"
-                                           "  <RecoaterVisible>false</RecoaterVisible>\n"
-                                           "  <RecoaterDirectionAxis>X</RecoaterDirectionAxis>\n"
-                                           "  <RecoaterDirection>Double</RecoaterDirection>\n"
-                                           "  <Envelope>\n"));
-
-  // Values without a text of their own are written as the nearest one.
   platform.m_shape = static_cast<Shape>(7);
   platform.m_gasFlow = Platform::GasFlow{false, DirectionAxis{5}, Direction::Double};
   platform.m_recoater = Platform::Recoater{false, DirectionAxis::Y, Direction{3}};
-  const std::string text = Written(platform);
+  const std::string text = TestSupport::WriteBlock("Platform", platform);
   for (const char* element :
        {"<Shape>Circle</Shape>", "<GasFlowDirectionAxis>X</GasFlowDirectionAxis>",
         "<GasFlowDirection>Positive</GasFlowDirection>",
@@ -119,16 +138,13 @@ TEST(MachinePlatformTest, CoordinateTriples) {
       {"x 2 3", true, {0, 8, 9}},
       {"1.5 2 3", true, {1, 0, 9}},
   };
-  for (const char* tag : {"Position", "DefaultPartPosition"}) {
-    const bool position = std::string(tag) == "Position";
-    for (const auto& c : cases) {
-      SCOPED_TRACE(std::string(tag) + " '" + c.text + "'");
-      Platform platform;
-      platform.m_position = platform.m_defaultPartPosition = {7, 8, 9};
-      EXPECT_EQ(ReadOne(platform, tag, c.text), c.refused ? 1u : 0u);
-      EXPECT_EQ(position ? platform.m_position : platform.m_defaultPartPosition, c.after);
-      EXPECT_EQ(position ? platform.m_defaultPartPosition : platform.m_position, (Point{7, 8, 9}));
-    }
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string("'") + c.text + "'");
+    Platform platform;
+    platform.m_position = {7, 8, 9};
+    EXPECT_EQ(Read(std::string("<Position>") + c.text + "</Position>", platform),
+              c.refused ? 1u : 0u);
+    EXPECT_EQ(platform.m_position, c.after);
   }
 
   // Digits are never grouped, whatever the process locale does.
@@ -139,56 +155,269 @@ TEST(MachinePlatformTest, CoordinateTriples) {
   const std::locale previous =
       std::locale::global(std::locale(std::locale::classic(), new Grouping));
   Platform platform;
-  const std::size_t refused = ReadOne(platform, "Position", "1,000 2 3");
+  const std::size_t refused = Read("<Position>1,000 2 3</Position>", platform);
   std::locale::global(previous);
   EXPECT_EQ(refused, 1u);
   EXPECT_EQ(platform.m_position.x, 1);
 }
 
-// Values of the file are covered by the example-wide equality check; these are not in it.
-TEST(MachinePlatformTest, EqualityIgnoresTheMesh) {
-  const struct {
-    const char* name;
-    void (*change)(Platform&);
-    bool equal;
-  } cases[] = {
-      {"shape", [](Platform& p) { p.m_shape = Shape::Circle; }, false},
-      {"laser overlap", [](Platform& p) { p.m_laserOverlaps.m_overlaps.emplace_back(); }, false},
-      {"kept element", [](Platform& p) { p.AddUnhandledElement({"Future"}); }, false},
-      {"mesh", [](Platform& p) { AddTriangleMesh(p); }, true},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Platform changed;
-    c.change(changed);
-    EXPECT_EQ(changed == Platform(), c.equal);
-    EXPECT_EQ(Platform() != changed, !c.equal);
-  }
-}
-
-TEST(MachinePlatformTest, CopiesOwnTheMesh) {
-  Platform source;
-  AddTriangleMesh(source);
-  Platform copy(source);
-  ASSERT_NE(copy.m_platformStl.GetPlatformStl(), nullptr);
-  EXPECT_NE(copy.m_platformStl.GetPlatformStl(), source.m_platformStl.GetPlatformStl());
-  source.SetDefaults();
-  EXPECT_FALSE(source.m_platformStl.Enabled());
-  EXPECT_EQ(copy.m_platformStl.GetPlatformStl()->GetTriangleCount(), 1u);
+// The mesh takes no part in equality (the values of the file are left to the example-wide
+// check), and SetDefaults removes it.
+TEST(MachinePlatformTest, EqualityIgnoresTheMeshAndDefaultsRemoveIt) {
+  Platform platform;
+  MakeTriangle(*platform.m_platformStl.GetPlatformStl(true), L"plate");
+  EXPECT_TRUE(platform == Platform());
+  EXPECT_FALSE(Platform() != platform);
+  platform.SetDefaults();
+  EXPECT_FALSE(platform.m_platformStl.Enabled());
 }
 
 TEST(MachinePlatformTest, IsBiggerThanPlatformFollowsTheShape) {
   Platform platform;
-  platform.m_envelope.m_dx = platform.m_envelope.m_circleExtent = 100;
-  platform.m_envelope.m_dy = platform.m_envelope.m_dz = 200;
+  platform.m_envelope = Envelope(100, 200, 200);
   const TalSDK::Math::boundingbox<int, 3> wide({0, 0, 0}, {140, 140, 10});  // diagonal < 200
   const TalSDK::Math::boundingbox<int, 3> deep({0, 0, 0}, {100, 200, 10});  // diagonal > 200
-  EXPECT_TRUE(platform.IsBiggerThanPlatform(wide));
-  EXPECT_FALSE(platform.IsBiggerThanPlatform(deep));
-  platform.m_shape = Shape::Circle;
-  EXPECT_FALSE(platform.IsBiggerThanPlatform(wide));
-  EXPECT_TRUE(platform.IsBiggerThanPlatform(deep));
-  platform.m_shape = static_cast<Shape>(2);  // names no outline: everything fits
-  EXPECT_FALSE(platform.IsBiggerThanPlatform(wide));
-  EXPECT_FALSE(platform.IsBiggerThanPlatform(deep));
+  // Box, Circle, and a shape that names no outline: everything fits.
+  const std::pair<Shape, std::pair<bool, bool>> cases[] = {{Shape::Box, {true, false}},
+                                                           {Shape::Circle, {false, true}},
+                                                           {static_cast<Shape>(2), {false, false}}};
+  for (const auto& [shape, bigger] : cases) {
+    platform.m_shape = shape;
+    EXPECT_EQ(std::pair(platform.IsBiggerThanPlatform(wide), platform.IsBiggerThanPlatform(deep)),
+              bigger)
+        << static_cast<int>(shape);
+  }
+}
+
+TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimits) {
+  const struct {
+    MSAXMachineEnvelope envelope;
+    TalSDK::Math::boundingbox<int, 3> box;
+    bool biggerThanBox, biggerThanCircle;
+  } cases[] = {
+      {Envelope(100, 200, 300), {{-50, 20, -7}, {50, 220, 293}}, false, true},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {10, 10, 300}}, false, false},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {101, 200, 300}}, true, true},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {100, 201, 300}}, true, true},
+      {Envelope(100, 200, 300), {{0, 0, 0}, {1, 1, 301}}, true, true},
+      // The circle test holds the footprint's diagonal against 2 * m_dx and ignores m_dy:
+      // 120² + 160² is exactly 4 * 100².
+      {Envelope(100, 1, 100), {{-60, 0, 0}, {60, 160, 1}}, true, false},
+      {Envelope(100, 1, 100), {{-60, 0, 0}, {60, 161, 1}}, true, true},
+      {Envelope(1, 1, 100), {{0, 0, 0}, {2, 0, 1}}, true, false},  // 2² is exactly 4 * 1²
+      // Products far beyond 32 bits, and 4 * extent² beyond 64 bits.
+      {Envelope(2000000000, 5, 1), {{-1000000000, 0, 0}, {1000000000, 5, 1}}, false, false},
+      {Envelope(2000000000, 5, 1), {{-1000000000, 0, 0}, {1000000001, 5, 1}}, true, false},
+      {Envelope(1000000000, 5, 1), {{-1000000000, 7, 0}, {1000000000, 8, 1}}, true, true},
+      {Envelope(1000000000, 5, 1), {{-1000000000, 7, 0}, {1000000000, 7, 1}}, true, false},
+      {Envelope(kMax, kMax, 1), {{0, 0, 0}, {kMax, kMax, 1}}, false, false},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto& c = cases[i];
+    EXPECT_EQ(c.envelope.IsBiggerThanBoxPltform(c.box), c.biggerThanBox) << "case " << i;
+    EXPECT_EQ(c.envelope.IsBiggerThanCirclePlatform_Fast(c.box), c.biggerThanCircle)
+        << "case " << i;
+  }
+
+  // The circle test follows m_circleExtent, which only differs from m_dx when set apart.
+  MSAXMachineEnvelope apart = Envelope(1000, 1000, 1000);
+  apart.m_circleExtent = 100;
+  EXPECT_TRUE(apart.IsBiggerThanCirclePlatform_Fast({{0, 0, 0}, {150, 150, 1}}));
+}
+
+// Only a read "Dx" sets the circle extent; values that do not convert are refused, changing
+// nothing; SetDefaults resets the circle extent too.
+TEST(MachineEnvelopeTest, CircleExtentFollowsDxReadAndDefaults) {
+  MSAXMachineEnvelope read;
+  read.m_circleExtent = 5;
+  EXPECT_EQ(Read("<Dy>20</Dy><Dz>30</Dz><Dx>x</Dx><Dy>3000000000</Dy>", read), 2u);
+  EXPECT_TRUE(read == Envelope(10000000, 20, 30));
+  EXPECT_EQ(read.m_circleExtent, 5);
+  Read("<Dx>1</Dx>", read);
+  EXPECT_EQ(read.m_circleExtent, 1);
+  read.SetDefaults();
+  EXPECT_EQ(read.m_circleExtent, 10000000);
+}
+
+TEST(MachineLaserOverlapsTest, ReadingRefusesUnknownOrientationsAndMalformedColours) {
+  // Each overlap starts from the defaults; a refused value keeps what was read before it.
+  Overlaps read;
+  EXPECT_EQ(Read("<Overlap><Orientation>Y</Orientation><Position>-5</Position>"
+                 "<Width>7</Width><Color> 0 0.25\t1 0.5 </Color></Overlap>"
+                 "<Overlap><Position>9</Position>"
+                 "<Orientation>Z</Orientation><Orientation>x</Orientation>"
+                 "<Orientation> X</Orientation>"
+                 "<Color>1 0 0</Color><Color>1 0 0 1 1</Color><Color>1 0 x 1</Color></Overlap>"
+                 "<Overlap><Orientation>Y</Orientation><Orientation>X</Orientation></Overlap>",
+                 read),
+            6u);
+  ASSERT_EQ(read.m_overlaps.size(), 3u);
+  EXPECT_TRUE(read.m_overlaps[0] == MakeOverlap(DirectionAxis::Y, -5, 7));
+  EXPECT_EQ(read.m_overlaps[0].color, (TalSDK::Common::Color{0.0f, 0.25f, 1.0f, 0.5f}));
+  EXPECT_TRUE(read.m_overlaps[1] == MakeOverlap(DirectionAxis::X, 9, 0));
+  EXPECT_EQ(read.m_overlaps[1].color, (TalSDK::Common::Color{1.0f, 0.0f, 0.0f, 1.0f}));
+  EXPECT_TRUE(read.m_overlaps[2] == Overlap());
+}
+
+// An orientation without a text is written empty, which reading refuses, leaving X; the
+// overlap is still written and read. SetDefaults empties the list.
+TEST(MachineLaserOverlapsTest, OrientationWithoutTextAndReset) {
+  Overlaps list;
+  list.m_overlaps = {MakeOverlap(static_cast<DirectionAxis>(2), 5, -6)};
+  const std::string text = TestSupport::WriteBlock("LaserOverlaps", list);
+  EXPECT_THAT(text, HasSubstr("<Orientation/>"));
+  Overlaps back;
+  EXPECT_EQ(TestSupport::ReadBlock(text, back).size(), 1u);
+  list.m_overlaps[0].orientation = DirectionAxis::X;
+  EXPECT_TRUE(back == list);
+  back.SetDefaults();
+  EXPECT_TRUE(back == Overlaps());
+}
+
+TEST(MachinePlatformStlTest, EachHolderOwnsOneMeshUntilDisabled) {
+  Holder source;
+  EXPECT_EQ(source.GetPlatformStl(false), nullptr);
+  MStlBase* const mesh = source.GetPlatformStl(true);
+  ASSERT_NE(mesh, nullptr);
+  MakeTriangle(*mesh, L"source");
+  source.EnablePlatformStl(true);
+  source.AddUnhandledElement({"Future"});
+  source.SetDefaults();  // clears the kept elements only
+  EXPECT_TRUE(source.GetUnhandledElements().empty());
+  EXPECT_EQ(source.GetPlatformStl(true), mesh);
+
+  // Copies are deep; assignment copies into the target's own mesh object; moving copies.
+  Holder copy(source);
+  MStlBase* const copyMesh = copy.GetPlatformStl(false);
+  ASSERT_NE(copyMesh, nullptr);
+  EXPECT_NE(copyMesh, mesh);
+  copyMesh->ClearStl(true);
+  EXPECT_EQ(mesh->GetTriangleCount(), 1u);
+  copy = source;
+  EXPECT_EQ(copy.GetPlatformStl(false), copyMesh);
+  EXPECT_EQ(copyMesh->GetTriangleCount(), 1u);
+  copy = std::as_const(copy);
+  EXPECT_EQ(copyMesh->GetName(), L"source");
+  Holder moved(std::move(source));
+  EXPECT_EQ(source.GetPlatformStl(false), mesh);
+  EXPECT_NE(moved.GetPlatformStl(false), mesh);
+  EXPECT_EQ(moved.GetPlatformStl(false)->GetTriangleCount(), 1u);
+
+  copy = Holder();
+  EXPECT_FALSE(copy.Enabled());
+  moved.EnablePlatformStl(false);
+  EXPECT_EQ(std::as_const(moved).GetPlatformStl(), nullptr);
+}
+
+// Without a mesh nothing of it is written; an empty one is framed in full, before the kept
+// elements. (A mesh with geometry is read and written back by the example-wide round trip.)
+TEST(MachinePlatformStlTest, MeshIsWrittenOnlyWhenEnabled) {
+  Holder holder;
+  holder.AddUnhandledElement({"Future", "1"});
+  EXPECT_EQ(TestSupport::WriteBlock("PlatformStl", holder).find("Mesh"), std::string::npos);
+  holder.EnablePlatformStl(true);
+  EXPECT_EQ(TestSupport::WriteBlock("PlatformStl", holder),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+            "<PlatformStl>\n"
+            "  <Mesh>\n"
+            "    <Name/>\n"
+            "    <Vertices/>\n"
+            "    <Triangles/>\n"
+            "  </Mesh>\n"
+            "  <Future>1</Future>\n"
+            "</PlatformStl>\n");
+}
+
+TEST(MachinePlatformStlTest, SecondMeshReplacesTheFirst) {
+  Holder read;
+  MakeTriangle(*read.GetPlatformStl(true), L"before");
+  Read("<Mesh><Name>first</Name><Color>red</Color></Mesh><Mesh><Name>second</Name></Mesh>", read);
+  const MStlBase& mesh = *std::as_const(read).GetPlatformStl();
+  EXPECT_EQ(mesh.GetName(), L"second");
+  EXPECT_EQ(mesh.GetTriangleCount(), 0u);
+  EXPECT_TRUE(mesh.GetUnhandledElements().empty());
+}
+
+// The blocks' own tags inside them are accepted, so their children still arrive; codes are
+// stored as given.
+TEST(MachineNestingTest, OwnTagsAreAcceptedAndCodesKeptAsGiven) {
+  MSaxMachineNesting nesting;
+  EXPECT_EQ(Read("<Nesting><Type>7</Type></Nesting>"
+                 "<BoundingBox><BoundingBox><Placement>-3</Placement></BoundingBox></BoundingBox>"
+                 "<Geometry><Geometry/><RotationAngle>90</RotationAngle></Geometry>",
+                 nesting),
+            0u);
+  EXPECT_EQ(nesting.m_type, 7);
+  EXPECT_EQ(nesting.m_boundingBox.m_placement, -3);
+  EXPECT_EQ(nesting.m_geometry.m_rotationAngle, 90);
+  EXPECT_TRUE(nesting.GetUnhandledElementsFromAllNodes().empty());
+}
+
+// "Bitmap" takes Width × Height cells as read so far: before them it is empty, a short
+// payload leaves the rest 0; the cells are compared.
+TEST(MachineNestingTest, BitmapFollowsWidthAndHeightReadBeforeIt) {
+  MSaxNestingCustom six;
+  six.m_bitmap = {1, 2, 3, 4, 5, 0xFFFFFFFFu};
+  const std::string written = TestSupport::WriteBlock("C", six);
+  const std::size_t begin = written.find("<Bitmap>");
+  const std::string bitmap = written.substr(begin, written.find("</Bitmap>") + 9 - begin);
+  const std::pair<std::string, std::vector<std::uint32_t>> cases[] = {
+      {"<Width>3</Width><Height>2</Height>" + bitmap, six.m_bitmap},
+      {bitmap + "<Width>3</Width><Height>2</Height>", {}},
+      {"<Width>4</Width><Height>2</Height>" + bitmap, {1, 2, 3, 4, 5, 0xFFFFFFFFu, 0, 0}},
+      {"<Width>5</Width><Height>1</Height>" + bitmap, {1, 2, 3, 4, 5}},
+  };
+  for (const auto& [content, cells] : cases) {
+    MSaxNestingCustom custom;
+    EXPECT_EQ(Read(content, custom), 0u) << content;
+    EXPECT_EQ(custom.m_bitmap, cells) << content;
+  }
+  MSaxNestingCustom changed = six;
+  EXPECT_EQ(changed, six);
+  changed.m_bitmap[5] = 6;
+  EXPECT_NE(changed, six);
+}
+
+// A hostile size fails the load with a message instead of allocating gigabytes; a product that
+// wraps to a small positive 32-bit value is taken as it is.
+TEST(MachineNestingTest, HostileBitmapSizesFailTheRead) {
+  for (const char* size :
+       {"<Width>-1</Width><Height>1</Height>", "<Width>65536</Width><Height>1025</Height>",
+        "<Width>65536</Width><Height>32768</Height>"}) {  // 2^31 wraps negative
+    MSaxNestingCustom custom;
+    try {
+      Read(std::string(size) + "<Bitmap>AQAAAA==</Bitmap>", custom);
+      ADD_FAILURE() << size << " was read";
+    } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+      EXPECT_THAT(error.GetMessage(), HasSubstr("\"Bitmap\"")) << size;
+    }
+  }
+  // 65536 × 65537 is 65536 modulo 2^32.
+  const auto wrapped = ReadNew<MSaxNestingCustom>(
+      "<Width>65536</Width><Height>65537</Height><Bitmap>AQAAAA==</Bitmap>");
+  EXPECT_EQ(wrapped.m_bitmap.size(), 65536u);
+  EXPECT_EQ(wrapped.m_bitmap[0], 1u);
+}
+
+// No container keeps the defaults; a container replaces them, an empty one empties them, and
+// factors outside a container are appended (an unreadable one is refused). An empty table is
+// not written; SetDefaults restores the defaults.
+TEST(MachineZCompensationTest, AngleFactorTable) {
+  using Z = MSAXMachineZCompensation;
+  EXPECT_EQ(ReadNew<Z>("<PreserveThin>3</PreserveThin>").m_angleFactors.size(), 7u);
+  EXPECT_THAT(ReadNew<Z>("<AngleFactorArray><AngleFactor>5</AngleFactor>"
+                         "<AngleFactor>-6</AngleFactor></AngleFactorArray>")
+                  .m_angleFactors,
+              ElementsAre(5, -6));
+  EXPECT_THAT(ReadNew<Z>("<AngleFactorArray/><AngleFactor>1</AngleFactor>"
+                         "<AngleFactor>x</AngleFactor><AngleFactor>2</AngleFactor>")
+                  .m_angleFactors,
+              ElementsAre(1, 2));
+
+  Z empty;
+  empty.m_angleFactors.clear();
+  EXPECT_THAT(TestSupport::WriteBlock("Z", empty), ::testing::Not(HasSubstr("AngleFactorArray")));
+  EXPECT_TRUE(ReadNew<Z>("<AngleFactorArray/>") == empty);
+  empty.SetDefaults();
+  EXPECT_TRUE(empty == Z());
 }

@@ -1,0 +1,345 @@
+// Whole-machine checks over the bundled example machine file.
+//
+// EveryValueRoundTrip changes every value of the example (every element with text, in every
+// block and list item) and requires the machine read from it to write back exactly that text:
+// a value that a block does not read, reads into another member, or does not write shows up as
+// a difference.
+//
+// RequiredElementEverywhere plants an unknown element marked required into every container of
+// the example: policy 2 must refuse each variant, so no block is missing from the machine's
+// extensible nodes; policy 1 keeps it where it was found, and a save writes it back there.
+#include <TalSDK/machine/MachineFile.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <ostream>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using Policy = TalAM::MachineParametersSaxRead::LoadPolicyUnhandledElements;
+constexpr Policy kKeep = TalAM::MachineParametersSaxRead::KeepUnhandledElements;
+constexpr Policy kReject = TalAM::MachineParametersSaxRead::RejectRequiredUnhandledElements;
+
+const std::string& Example() {
+  static const std::string text = TestSupport::ReadFile(EXAMPLE_MACHINE);
+  return text;
+}
+
+// Binary payloads, and area types (which decide the parameters that follow), stay as they are.
+bool Unchanged(const std::string& tag) {
+  return tag == "Vertices" || tag == "Triangles" || tag == "Bitmap" || tag == "AreaType";
+}
+
+// Enumerations of the example: another text the machine file accepts.
+const std::map<std::string, std::string, std::less<>> kOtherEnumText = {
+    {"Mm", "Inch"},
+    {"Box", "Circle"},
+    {"Normal", "Heavy"},
+    {"sli_eos", "cli"},
+    {"cli_float", "ssl"},
+    {"SelfLearning", "DrawingSpeed"},
+    {"BoundingBox", "Contour"},
+    {"EstimatedBuildTime", "Surface"},
+    {"FixedTime", "DeltaX"},
+    {"SupportVolume", "XYSurface"},
+    {"Volume", "DeltaZ"},
+    {"Negative", "Positive"},
+    {"Double", "Negative"},
+    {"X", "Y"},
+    {"Y", "X"}};
+
+// A number changed so that codes 0 and 1 stay in range and the text reads back as written.
+std::string OtherNumber(const std::string& number) {
+  if (number == "0") return "1";
+  if (number == "1") return "0";
+  if (number.find_first_of(".e") != std::string::npos) return number == "0.5" ? "0.25" : "0.5";
+  return std::to_string(std::strtoll(number.c_str(), nullptr, 10) + 1);
+}
+
+std::string OtherText(const std::string& tag, const std::string& text) {
+  if (Unchanged(tag)) return text;
+  if (text == "true") return "false";
+  if (text == "false") return "true";
+  static const std::regex numbers(R"(-?[0-9][0-9.e+-]*( -?[0-9][0-9.e+-]*)*)");
+  if (std::regex_match(text, numbers)) {
+    std::string changed;
+    static const std::regex number(R"(-?[0-9][0-9.e+-]*)");
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), number);
+         it != std::sregex_iterator(); ++it) {
+      changed += (changed.empty() ? "" : " ") + OtherNumber(it->str());
+    }
+    return changed;
+  }
+  if (const auto known = kOtherEnumText.find(text); known != kOtherEnumText.end()) {
+    return known->second;
+  }
+  return text + " 2";
+}
+
+// One value of the example and the text it is changed to.
+struct Change {
+  std::size_t from, to;  // the element
+  std::string tag, replacement;
+};
+
+std::vector<Change> Changes() {
+  const std::string& example = Example();
+  static const std::regex leaf(R"(<(\w+)((?: [^>]*)?)>([^<]+)</\1>)");
+  // The nesting bitmap's size follows its "Width" and "Height": they stay too.
+  const std::size_t bitmapFrom = example.find("<Custom>"), bitmapTo = example.find("</Custom>");
+  std::vector<Change> changes;
+  for (auto it = std::sregex_iterator(example.begin(), example.end(), leaf);
+       it != std::sregex_iterator(); ++it) {
+    const std::smatch& m = *it;
+    const std::size_t at = static_cast<std::size_t>(m.position(0));
+    const bool bitmapSize =
+        at > bitmapFrom && at < bitmapTo && (m[1] == "Height" || m[1] == "Width");
+    const std::string other = bitmapSize ? m[3].str() : OtherText(m[1], m[3]);
+    if (other == m[3].str()) continue;
+    // Meshes of the platform and of locked areas compare by their geometry alone.
+    std::string tag = m[1].str();
+    for (const char* block : {"PlatformStl", "LockedAreas"}) {
+      const std::size_t from = example.find(std::string("<") + block + ">");
+      if (at > from && at < example.find(std::string("</") + block + ">", from))
+        tag = std::string(block) + "/" + tag;
+    }
+    changes.push_back({at, at + static_cast<std::size_t>(m.length(0)), tag,
+                       "<" + m[1].str() + m[2].str() + ">" + other + "</" + m[1].str() + ">"});
+  }
+  return changes;
+}
+
+// The example with the changes from `first` to `last`.
+std::string Changed(const std::vector<Change>& changes, std::size_t first, std::size_t last) {
+  std::string text = Example();
+  for (std::size_t i = last; i-- > first;)
+    text.replace(changes[i].from, changes[i].to - changes[i].from, changes[i].replacement);
+  return text;
+}
+
+}  // namespace
+
+TEST(EveryValueRoundTrip, EveryChangedValueIsReadAndWrittenBack) {
+  const std::vector<Change> changes = Changes();
+  ASSERT_GT(changes.size(), 300u);
+  const std::string changed = Changed(changes, 0, changes.size());
+
+  TestSupport::TempDirectory dir;
+  const auto in = dir.File("changed.xml").wstring();
+  const auto out = dir.File("saved.xml").wstring();
+  TestSupport::WriteFile(in, changed);
+  TalAM::MachineParameters machine;
+  const TalAM::MachineLoadResult result = TalAM::LoadMachineFile(machine, in.c_str(), kKeep);
+  ASSERT_TRUE(result.success);
+  for (const auto& refused : result.refusedElements)
+    ADD_FAILURE() << "refused: " << refused.path;
+  ASSERT_TRUE(TalAM::SaveToTMCF(machine, out.c_str()));
+  // Line by line, so that a failure names the values that did not come back.
+  std::istringstream saved(TestSupport::ReadFile(dir.File("saved.xml"))), expected(changed);
+  for (std::string a, b; std::getline(expected, a);) {
+    if (!std::getline(saved, b)) b = "(end of file)";
+    EXPECT_EQ(b, a);
+  }
+
+  TalAM::MachineParameters again, original;
+  ASSERT_TRUE(TalAM::LoadFromTMCF(again, out.c_str(), kKeep));
+  EXPECT_TRUE(again == machine);
+  ASSERT_TRUE(TalAM::LoadFromTMCF(original, L"" EXAMPLE_MACHINE, kKeep));
+  EXPECT_FALSE(again == original);
+}
+
+// A machine with any one value changed is unequal to the example, except for the values that
+// equality leaves out on purpose: how the gas flow and the recoater are drawn, the colour of a
+// laser overlap, the top-level copy of the Z compensation and the names of the platform's mesh
+// and of a locked area's mesh.
+TEST(EveryValueRoundTrip, EveryComparedValueTakesPartInEquality) {
+  const std::set<std::string, std::less<>> notCompared = {
+      "GasFlowVisible",  "GasFlowDirectionAxis",  "GasFlowDirection",
+      "RecoaterVisible", "RecoaterDirectionAxis", "RecoaterDirection",
+      "Color",           "ZCompensation",         "PlatformStl/Name",
+      "LockedAreas/Name"};
+  TalAM::MachineParameters original;
+  ASSERT_TRUE(TalAM::LoadFromTMCF(original, L"" EXAMPLE_MACHINE, kKeep));
+  TestSupport::TempDirectory dir;
+  const auto path = dir.File("one.xml").wstring();
+  const std::vector<Change> changes = Changes();
+  for (std::size_t i = 0; i < changes.size(); ++i) {
+    TestSupport::WriteFile(path, Changed(changes, i, i + 1));
+    TalAM::MachineParameters machine;
+    ASSERT_TRUE(TalAM::LoadFromTMCF(machine, path.c_str(), kKeep));
+    EXPECT_EQ(machine == original, notCompared.contains(changes[i].tag))
+        << changes[i].tag << ": " << changes[i].replacement;
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr char kPlanted[] = "<PlantedUnknown required=\"true\"/>";
+
+struct Container {
+  std::string path;                 // "Machine/Platform/LaserOverlaps/Overlap[2]"
+  std::size_t contentStart;         // just after the start tag
+  std::string unknownWrapper = {};  // planted inside a new unknown element of this name
+};
+void PrintTo(const Container& c, std::ostream* out) {
+  *out << c.path;
+}
+
+// Every element with a child element, in document order. The example is machine-written: no
+// comments, CDATA or '>' inside attribute values. A repeated sibling gets its number: "[2]".
+std::vector<Container> FindContainers(const std::string& xml) {
+  struct Open {
+    Container container;
+    bool hasChild;
+    std::map<std::string, int> seen;
+  };
+  std::vector<Open> open;
+  std::vector<Container> found;
+  for (std::size_t at = xml.find('<'); at != std::string::npos; at = xml.find('<', at + 1)) {
+    const std::size_t end = xml.find('>', at);
+    if (xml[at + 1] == '?' || end == std::string::npos) continue;
+    if (xml[at + 1] == '/') {
+      if (open.empty()) break;
+      if (open.back().hasChild) found.push_back(open.back().container);
+      open.pop_back();
+      continue;
+    }
+    std::string name = xml.substr(at + 1, xml.find_first_of(" \t\r\n/>", at) - at - 1);
+    if (!open.empty()) {
+      open.back().hasChild = true;
+      if (const int n = ++open.back().seen[name]; n > 1) name += "[" + std::to_string(n) + "]";
+      name = open.back().container.path + "/" + name;
+    }
+    if (xml[end - 1] != '/') open.push_back({{name, end + 1}, false, {}});
+  }
+  std::sort(found.begin(), found.end(),
+            [](const auto& a, const auto& b) { return a.contentStart < b.contentStart; });
+  return found;
+}
+
+std::string WithoutNumbers(std::string path) {
+  for (std::size_t at; (at = path.find('[')) != std::string::npos;) {
+    path.erase(at, path.find(']', at) - at + 1);
+  }
+  return path;
+}
+
+// The containers, and an unknown element "Future" planted into Envelope with the element inside.
+// A quality part's "Name" creates the part, so its element goes after the name.
+std::vector<Container> Cases() {
+  std::vector<Container> cases = FindContainers(Example());
+  for (std::size_t i = 0, n = cases.size(); i < n; ++i) {
+    if (cases[i].path == "Machine/Platform/Envelope")
+      cases.push_back({cases[i].path + "/Future", cases[i].contentStart, "Future"});
+    if (WithoutNumbers(cases[i].path) == "Machine/QualityParts/Item") {
+      const std::string nameEnd = "</Name>";
+      cases[i].contentStart = Example().find(nameEnd, cases[i].contentStart) + nameEnd.size();
+    }
+  }
+  return cases;
+}
+
+// "Machine/Platform/LaserOverlaps/Overlap[2]" -> "Machine_Platform_LaserOverlaps_Overlap2".
+std::string TestName(const ::testing::TestParamInfo<Container>& param) {
+  std::string name = param.param.path;
+  std::replace(name.begin(), name.end(), '/', '_');
+  std::erase_if(name, [](char c) { return c == '[' || c == ']'; });
+  return name;
+}
+
+class RequiredElementEverywhereTest : public ::testing::TestWithParam<Container> {
+ protected:
+  TestSupport::TempDirectory m_dir;
+};
+
+}  // namespace
+
+// The scan must find every container of the example (69 with the numbered list items, from
+// "Machine" down to "Machine/QualityParts/Item[2]/Mesh"), or the planting test below would
+// silently test less than it says.
+TEST(RequiredElementEverywhere, FindsEveryContainerOfTheExample) {
+  const std::vector<Container> found = FindContainers(Example());
+  EXPECT_EQ(found.size(), 69u);
+  EXPECT_TRUE(std::any_of(found.begin(), found.end(), [](const Container& c) {
+    return c.path ==
+           "Machine/BuildTimeCalculation/SelfLearningParameters/PlateauDataList/"
+           "PlateauData[3]";
+  }));
+}
+
+TEST_P(RequiredElementEverywhereTest, PolicyTwoRefusesAPlantedRequiredElement) {
+  const Container& c = GetParam();
+  const bool inSupport = c.path.starts_with("Machine/Support/") || c.path == "Machine/Support" ||
+                         c.path.starts_with("Machine/SupportProfilesVector/SupportProfile");
+  const std::string& w = c.unknownWrapper;
+  std::string variant = Example();
+  variant.insert(c.contentStart, w.empty() ? kPlanted : "<" + w + ">" + kPlanted + "</" + w + ">");
+  const auto path = m_dir.File("variant.xml").wstring();
+  TestSupport::WriteFile(path, variant);
+
+  TalAM::MachineParameters machine, example;
+  ASSERT_TRUE(TalAM::LoadFromTMCF(example, L"" EXAMPLE_MACHINE, kKeep));
+  std::wstring message;
+  const bool loaded = TalAM::LoadFromTMCF(machine, path.c_str(), message, kReject);
+  const auto elements = machine.GetUnhandledElementsFromAllNodes();
+  if (inSupport || c.path == "Machine/QualityPartsProfiles") {
+    // Support settings belong to the support library: every child is a setting, stored and
+    // written back whole whatever its attributes, so nothing there is an unknown element. The
+    // list of named quality part sets drops anything but a set.
+    EXPECT_TRUE(loaded) << message;
+    EXPECT_EQ(elements.size(), example.GetUnhandledElementsFromAllNodes().size());
+    return;
+  }
+  if (!w.empty() || c.path == "Machine/AdaptiveLayerThickness") {
+    // Inside an unknown element: only the top of a kept element is looked at for
+    // required="true", so the file loads and the planted element stays inside it.
+    EXPECT_TRUE(loaded) << message;
+    const std::string tag = c.path.substr(c.path.rfind('/') + 1);
+    const auto outer = std::find_if(elements.begin(), elements.end(),
+                                    [&](const auto& e) { return e.get().GetTagName() == tag; });
+    ASSERT_NE(outer, elements.end());
+    ASSERT_GE(outer->get().GetNodes().size(), 2u);
+    EXPECT_EQ(outer->get().GetNodes()[1].value, "PlantedUnknown");
+    EXPECT_EQ(outer->get().GetNodes()[1].depth, 1u);
+    return;
+  }
+  EXPECT_FALSE(loaded);
+  EXPECT_EQ(message, L"Error while reading machine file '" + path +
+                         L"'\nRequired unhandled elements found.");
+
+  // Policy 1 keeps it, where it was found (a wrapper's children are kept by the enclosing
+  // block), next to the example's own kept elements.
+  // Saved and loaded again, it is still there; only in the same block, since a group or list
+  // wrapper has no kept elements of its own and its block writes them after its own content.
+  TalAM::MachineParameters kept, again;
+  ASSERT_TRUE(TalAM::LoadFromTMCF(kept, path.c_str(), message, kKeep)) << message;
+  const auto copy = m_dir.File("copy.xml").wstring();
+  ASSERT_TRUE(TalAM::SaveToTMCF(kept, copy.c_str()));
+  ASSERT_TRUE(TalAM::LoadFromTMCF(again, copy.c_str(), message, kKeep)) << message;
+  std::string pathFound;
+  for (const TalAM::MachineParameters* m : {&kept, &again}) {
+    const auto all = m->GetUnhandledElementsFromAllNodes();
+    EXPECT_EQ(all.size(), example.GetUnhandledElementsFromAllNodes().size() + 1);
+    const auto planted = std::find_if(all.begin(), all.end(), [](const auto& e) {
+      return e.get().GetTagName() == "PlantedUnknown";
+    });
+    ASSERT_NE(planted, all.end());
+    if (pathFound.empty()) pathFound = planted->get().GetSourcePath();
+  }
+  EXPECT_EQ(pathFound, WithoutNumbers(c.path));
+}
+
+INSTANTIATE_TEST_SUITE_P(Example, RequiredElementEverywhereTest, ::testing::ValuesIn(Cases()),
+                         TestName);
