@@ -203,10 +203,12 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"platform-mesh $EX not-xml.txt --out $T/m.xml", 1, "", "not-xml.txt", 1},
       {"platform-mesh $EX missing.stl --out $T/m.xml", 1, "", "missing.stl", 1},
       {"render no-such.xml -o $T/x.svg", 1, "", "no-such.xml", 1},
-      // The Concept Laser commands: a machine file is no parameter file.
+      // The Concept Laser commands: a machine file is no parameter file, kept elements are
+      // counted, and the bundled example shows its sets in millimetres, as JSON (each laser set
+      // closes before the next; a named set's name comes before its values) and as the library
+      // dumps it.
       {"cl check $EX", 1, "", "not 'CLParameterFile'", 1},
-      // ... and the bundled example shows its sets in millimetres, as JSON (each laser set closes
-      // before the next; a named set's name comes before its values) and as the library dumps it.
+      {"cl check cl-kept.xml", 0, "^cl-kept.xml: OK \\(1 unknown element kept\\)\n$", "", 0},
       {"cl show $CL", 0,
        "\n  PlatformX: +250 mm \\(250000\\)\n[\\s\\S]*\n  Name: +Lattice\n[\\s\\S]*"
        "\n  Name: +Solid\n[\\s\\S]*\nComponentPostProcessParameters \\(1\\)\n",
