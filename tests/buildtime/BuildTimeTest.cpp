@@ -154,6 +154,7 @@ TEST(BuildTimeTest, ReferenceListsCopyDeeplyAndOnlyTheCalculationResets) {
   EXPECT_EQ(params.m_supportHeight, 7.0f);
   EXPECT_EQ(params.m_machineAndResinParameters.m_laserPower, 30.0f);
   calculation.m_selfLearningParameters = source;
+  EXPECT_TRUE(calculation.m_selfLearningParameters == source);
   calculation.SetDefaults();
   EXPECT_TRUE(calculation == BUILD_TIME_CALCULATIE());
 }
@@ -256,27 +257,17 @@ TEST(BuildTimeTest, DependencyTextsReadAndWriteBackAndOthersFailTheWrite) {
   MCostFragment fragment;
   EXPECT_EQ(TestSupport::ReadBlock("<F><Dependency>volume</Dependency></F>", fragment).size(), 1u);
   EXPECT_EQ(fragment.GetDependency(), P::EstimatedBuildTime);
-
-  // The fragment's write stops after its name, the list's at that fragment.
-  MCostFragments costs;
-  costs.AddCostFragment(Fragment(L"a", P::Volume, 1.0f));
-  costs.AddCostFragment(Fragment(L"b", P::XMin));
-  costs.AddCostFragment(Fragment(L"c", P::Volume));
-  costs.SetCurrency(L"EUR");
-  EXPECT_EQ(TestSupport::TryWriteBlock("C", costs),
-            std::pair(false, kHeader + "<C>\n  <Currency>EUR</Currency>\n  <CostFragmentList>\n"
-                                       "    <CostFragment>\n      <Name>a</Name>\n"
-                                       "      <Dependency>Volume</Dependency>\n"
-                                       "      <UnitCost>1</UnitCost>\n    </CostFragment>\n"
-                                       "    <CostFragment>\n      <Name>b</Name>\n"
-                                       "    </CostFragment>\n  </CostFragmentList>\n</C>\n"));
 }
 
-TEST(BuildTimeTest, FragmentListsAppendRemoveAndReset) {
+// Fragments are read inside their lists alone, and a list does not empty the fragments before
+// it. A dependency without a text stops the fragment's write after its name, and the list's
+// there.
+TEST(BuildTimeTest, FragmentListsAppendRemoveResetAndStopAtAnUnnamedDependency) {
   MCostFragments costs;
   EXPECT_TRUE(TestSupport::ReadBlock(
-                  "<C><CostFragment><Name>outside</Name></CostFragment>"
-                  "<CostFragmentList><CostFragment><Name>a</Name></CostFragment></CostFragmentList>"
+                  "<C><Currency>EUR</Currency><CostFragment><Name>outside</Name></CostFragment>"
+                  "<CostFragmentList><CostFragment><Name>a</Name><Dependency>Volume</Dependency>"
+                  "<UnitCost>1</UnitCost></CostFragment></CostFragmentList>"
                   "<CostFragmentList><CostFragment><Name>b</Name></CostFragment>"
                   "<CostFragment><Name>c</Name></CostFragment></CostFragmentList></C>",
                   costs)
@@ -288,6 +279,14 @@ TEST(BuildTimeTest, FragmentListsAppendRemoveAndReset) {
     return all;
   };
   EXPECT_EQ(names(), L"abc");
+  costs.GetCostFragment(1).SetDependency(P::XMin);
+  EXPECT_EQ(TestSupport::TryWriteBlock("C", costs),
+            std::pair(false, kHeader + "<C>\n  <Currency>EUR</Currency>\n  <CostFragmentList>\n"
+                                       "    <CostFragment>\n      <Name>a</Name>\n"
+                                       "      <Dependency>Volume</Dependency>\n"
+                                       "      <UnitCost>1</UnitCost>\n    </CostFragment>\n"
+                                       "    <CostFragment>\n      <Name>b</Name>\n"
+                                       "    </CostFragment>\n  </CostFragmentList>\n</C>\n"));
   costs.Remove(0);
   costs.Remove(5);
   EXPECT_EQ(names(), L"bc");
@@ -298,7 +297,6 @@ TEST(BuildTimeTest, FragmentListsAppendRemoveAndReset) {
   fragment.SetDefaults();
   EXPECT_TRUE(fragment == Fragment(L"", P::DeltaY, 4.0f));
   costs.AddCostFragment(fragment);
-  costs.SetCurrency(L"EUR");
   costs.SetDefaults();
   EXPECT_EQ(costs.GetNumberOfCostFragments(), 0u);
   EXPECT_EQ(costs.GetCurrency(), L"");

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -57,6 +58,13 @@ TEST(CLFileTest, DefaultSetIsWrittenAsByHandAndLoadsBackUnderTheFileName) {
   loaded.SetName(L"");
   EXPECT_EQ(loaded, MCLParameters());
   EXPECT_TRUE(loaded.GetNamedScanningParameters().empty());  // "Default" is no named set
+  // A drive prefix ends the directory part as well.
+  const auto workingDirectory = std::filesystem::current_path();
+  std::filesystem::current_path(directory.Path());
+  ASSERT_TRUE(set.Save(L"C:b.cl.xml"));
+  EXPECT_TRUE(loaded.Load(L"C:b.cl.xml"));
+  std::filesystem::current_path(workingDirectory);
+  EXPECT_EQ(loaded.GetName(), L"b.cl.xml");
 
   EXPECT_FALSE(set.Load(directory.File("absent.xml").wstring()));
   EXPECT_FALSE(set.Save((directory.Path() / "no" / "dir.xml").wstring()));

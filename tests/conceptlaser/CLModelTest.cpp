@@ -118,6 +118,25 @@ TEST(CLModelTest, NamedLookupsDifferOnUnknownNames) {
   EXPECT_EQ(names, std::vector<std::wstring>({L"Part"}));
 }
 
+// Laser sets are shown as the file holds them, the default one first, each opened by its name;
+// then the post-process sets.
+TEST(CLModelTest, VisitOpensEverySetWithItsName) {
+  MCLParameters set;
+  set.GetComponentScanningParameters(L"Part", true);
+  set.GetComponentPostProcessParameters(L"Post", true);
+  std::string shown;
+  bool opened = false;
+  TalAM::FieldVisit visit([&](const TalAM::FieldView& field) {
+    if (opened) shown += std::string(field.tag) + "=" + std::string(field.text) + " ";
+    opened = field.kind == TalAM::FieldKind::Item;
+    if (opened) shown += std::string(field.path) + ": ";
+  });
+  set.VisitFields(visit);
+  EXPECT_EQ(shown,
+            "ParameterSet[1]: Name=Default ParameterSet[2]: Name=Part "
+            "ComponentPostProcessParameters/Parameters[1]: Name=Post ");
+}
+
 // Copies take every value but not the set's own kept elements; its blocks keep theirs.
 TEST(CLModelTest, CopyLeavesOutTheSetsOwnKeptElements) {
   MCLParameters source;

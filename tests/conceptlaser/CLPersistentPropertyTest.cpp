@@ -187,29 +187,33 @@ TEST(CLPersistentPropertyTest, HostDocumentRoundTrip) {
 }
 
 // A set's write failure (here its lengths, under a length mode that writes nothing) is not
-// reported, kept for compatibility with existing host documents. An item index that is not a
-// whole number is refused.
-TEST(CLPersistentPropertyTest, SetWriteFailuresAreNotReportedAndBadIndexesAreRefused) {
+// reported, kept for compatibility with existing host documents.
+TEST(CLPersistentPropertyTest, SetWriteFailuresAreNotReported) {
   const TestSupport::TempDirectory directory;
-  const std::wstring path = directory.File("project.xml").wstring();
   MPropertyDocument document;
   document.AddProperty(L"Process", L"CLParameters");
-  {
-    const TalAM::Persistence::ScopedClLengthMode unusable(5);
-    EXPECT_TRUE(document.Save(path));
-  }
+  const TalAM::Persistence::ScopedClLengthMode unusable(5);
+  EXPECT_TRUE(document.Save(directory.File("project.xml").wstring()));
+}
 
-  TestSupport::WriteFile(
-      path,
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PropertyDocument>\n"
-      "  <Property Name=\"Indexed\" Type=\"IndexedCLComponentProcessParameters\">\n"
-      "    <Item Index=\"12x\"/>\n    <Item Index=\"-3\"/>\n  </Property>\n"
-      "</PropertyDocument>\n");
-  MPropertyDocument loaded;
-  ASSERT_TRUE(loaded.Load(path, nullptr));
-  const auto& indexed = ValueOf<IndexedProperties<MCLScanningParameters>>(loaded, L"Indexed");
-  ASSERT_EQ(indexed.GetCount(), 1u);
-  EXPECT_EQ(indexed.begin()->first, -3);
+// An indexed collection reads its items by their "Index", refusing one that is not a whole
+// number, and reports success.
+TEST(CLPersistentPropertyTest, IndexedItemsNeedAWholeNumberAsIndex) {
+  struct Holder : ISAXPersistHelper {
+    bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
+      handled = HandleValueOfProperty(items, reader);
+      return true;
+    }
+    IndexedProperties<MCLScanningParameters> items;
+    bool handled = false;
+  } holder;
+  EXPECT_EQ(
+      TestSupport::ReadBlock("<R><V><Item Index=\"12x\"/><Item Index=\"-3\"/></V></R>", holder)
+          .size(),
+      1u);
+  EXPECT_TRUE(holder.handled);
+  ASSERT_EQ(holder.items.GetCount(), 1u);
+  EXPECT_EQ(holder.items.begin()->first, -3);
 }
 
 // Binary files hold nothing of a set and reading one leaves the set as it is; a file written
