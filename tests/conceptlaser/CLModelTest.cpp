@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,8 +20,6 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
   EXPECT_NE(hatching, MCLHatchingParameters());
 
   MCLIslandParameters island;
-  island.ClearSliceRotationAngles();
-  EXPECT_TRUE(island.GetSliceRotationAngles().empty());
   island.AddSliceRotationAngle(67.0);
   island.SetOverlapGapHorizontal(5);
   island.SetOverlapGapVertical(6);
@@ -53,30 +52,23 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
 }
 
 TEST(CLModelTest, IslandGeometryFollowsTheType) {
-  MCLIslandParameters hexagon;
-  hexagon.Set(MCLIslandParameters::eHexagonal, 1000, 0);
-  EXPECT_EQ(std::vector<int>({hexagon.m_sizeEdge, hexagon.m_sizeX, hexagon.m_sizeY}),
-            std::vector<int>({1000, 1732, 1500}));
-  hexagon.SetShift(7, 7);  // ignored: half the width, two thirds of the height
-  EXPECT_EQ(std::vector<int>({hexagon.m_shiftX, hexagon.m_shiftY}), std::vector<int>({866, 1000}));
-
-  for (const auto type :
-       {MCLIslandParameters::eRectangular, MCLIslandParameters::eRectangularAlternate}) {
-    MCLIslandParameters rectangle;
-    rectangle.Set(type, 4000, 2000);
-    rectangle.SetShift(7, -7);
-    EXPECT_EQ(std::vector<int>({rectangle.m_sizeEdge, rectangle.m_sizeX, rectangle.m_sizeY,
-                                rectangle.m_shiftX, rectangle.m_shiftY}),
-              std::vector<int>({4000, 4000, 2000, 7, -7}));
+  // Set's type and arguments; then edge, x, y and the shift after SetShift(7, -7).
+  const std::tuple<int, long, long, std::vector<int>> cases[] = {
+      // A hexagon's shift is half its width and two thirds of its height, whatever is given.
+      {MCLIslandParameters::eHexagonal, 1000, 0, {1000, 1732, 1500, 866, 1000}},
+      {MCLIslandParameters::eRectangular, 4000, 2000, {4000, 4000, 2000, 7, -7}},
+      {MCLIslandParameters::eRectangularAlternate, 4000, 2000, {4000, 4000, 2000, 7, -7}},
+      {5, 1, 2, {3000, 5000, 5000, 0, 0}}};  // another type changes nothing but the type
+  for (const auto& [type, a, b, geometry] : cases) {
+    MCLIslandParameters island;
+    island.Set(static_cast<MCLIslandParameters::MType>(type), a, b);
+    island.SetShift(7, -7);
+    EXPECT_EQ(island.GetType(), type);
+    EXPECT_EQ(std::vector<int>({island.m_sizeEdge, island.m_sizeX, island.m_sizeY, island.m_shiftX,
+                                island.m_shiftY}),
+              geometry)
+        << type;
   }
-
-  MCLIslandParameters other;
-  other.Set(static_cast<MCLIslandParameters::MType>(5), 1, 2);
-  other.SetShift(7, 7);
-  EXPECT_EQ(other.GetType(), 5);
-  EXPECT_EQ(std::vector<int>(
-                {other.m_sizeEdge, other.m_sizeX, other.m_sizeY, other.m_shiftX, other.m_shiftY}),
-            std::vector<int>({3000, 5000, 5000, 0, 0}));
 }
 
 // A filled cache is never rebuilt, even when count and interval change.
@@ -124,6 +116,25 @@ TEST(CLModelTest, NamedLookupsDifferOnUnknownNames) {
   set.GetAvailableScanningParameters(names);
   set.GetAvailablePostProcessParameters(names);
   EXPECT_EQ(names, std::vector<std::wstring>({L"Part"}));
+}
+
+// Laser sets are shown as the file holds them, the default one first, each opened by its name;
+// then the post-process sets.
+TEST(CLModelTest, VisitOpensEverySetWithItsName) {
+  MCLParameters set;
+  set.GetComponentScanningParameters(L"Part", true);
+  set.GetComponentPostProcessParameters(L"Post", true);
+  std::string shown;
+  bool opened = false;
+  TalAM::FieldVisit visit([&](const TalAM::FieldView& field) {
+    if (opened) shown += std::string(field.tag) + "=" + std::string(field.text) + " ";
+    opened = field.kind == TalAM::FieldKind::Item;
+    if (opened) shown += std::string(field.path) + ": ";
+  });
+  set.VisitFields(visit);
+  EXPECT_EQ(shown,
+            "ParameterSet[1]: Name=Default ParameterSet[2]: Name=Part "
+            "ComponentPostProcessParameters/Parameters[1]: Name=Post ");
 }
 
 // Copies take every value but not the set's own kept elements; its blocks keep theirs.

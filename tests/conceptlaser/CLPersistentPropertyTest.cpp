@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <TalSDK/conceptlaser/CLLengthMode.h>
@@ -52,12 +52,16 @@ bool HoldsDefault(const IPersistentProperty& property) {
   return typed != nullptr && typed->GetValue() == T();
 }
 
+// The value of a document's property of value type T (std::bad_cast for another type).
+template <class T>
+T& ValueOf(MPropertyDocument& document, const wchar_t* name) {
+  return dynamic_cast<PersistentProperty<T>&>(*document.GetProperty(name)).GetValue();
+}
+
+// Names compare exactly. The library's creators are known to host documents from the start;
+// the test's own lives for one call only.
 TEST(CLPersistentPropertyTest, TheConceptLaserCreatorMakesEveryTypeByItsExactName) {
-  struct Case {
-    const wchar_t* typeName;
-    std::function<bool(const IPersistentProperty&)> holdsDefault;
-  };
-  const std::vector<Case> cases = {
+  const std::pair<std::wstring, bool (*)(const IPersistentProperty&)> cases[] = {
       {L"CLParameters", HoldsDefault<MCLParameters>},
       {L"CLPlatformParameters", HoldsDefault<MCLPlatformParameters>},
       {L"CLPlatformProcessParameters", HoldsDefault<MCLPostProcessParameters>},
@@ -68,46 +72,38 @@ TEST(CLPersistentPropertyTest, TheConceptLaserCreatorMakesEveryTypeByItsExactNam
       {L"IndexedCLComponentPostProcessParameters",
        HoldsDefault<IndexedProperties<MCLPostProcessParameters>>},
   };
-  PersistentPropertySaxHandlerConceptLaser creator;
-  for (const Case& test : cases) {
-    const std::wstring name = test.typeName;
-    const std::unique_ptr<IPersistentProperty> property(creator.create(name));
-    ASSERT_NE(property, nullptr) << StringConversion::NativeToUtf8(name);
-    EXPECT_EQ(property->GetTypeOfProperty(), name);
-    EXPECT_TRUE(test.holdsDefault(*property)) << StringConversion::NativeToUtf8(name);
-    EXPECT_EQ(creator.create(name.substr(0, name.size() - 1)), nullptr);
-    EXPECT_EQ(creator.create(name + L"s"), nullptr);
-  }
-  EXPECT_EQ(creator.create(L"clparameters"), nullptr);
-  EXPECT_EQ(creator.create(L"CLPostProcessParameters"), nullptr);
-}
-
-// The library's own creators exist from the start; nothing here constructs one.
-TEST(CLPersistentPropertyTest, TheLibraryCreatorsAreRegisteredWhileItIsLoaded) {
-  for (const wchar_t* name :
-       {L"CLParameters", L"CLComponentProcessParameters", L"IndexedCLComponentProcessParameters",
-        L"CLPlatformProcessParameters", L"CLBuildParameters"}) {
-    const auto property = PersistentPropertyCreators::Create(name);
-    ASSERT_NE(property, nullptr) << StringConversion::NativeToUtf8(name);
-    EXPECT_EQ(property->GetTypeOfProperty(), name);
-  }
   EXPECT_GE(PersistentPropertyCreators::GetCreators().size(), 4u);
+  const auto create = [](const std::wstring& name) {
+    return std::unique_ptr<IPersistentProperty>(
+        PersistentPropertySaxHandlerConceptLaser().create(name));
+  };
+  for (const auto& [name, holdsDefault] : cases) {
+    SCOPED_TRACE(StringConversion::NativeToUtf8(name));
+    const std::unique_ptr<IPersistentProperty> property = create(name);
+    ASSERT_NE(property, nullptr);
+    EXPECT_EQ(property->GetTypeOfProperty(), name);
+    EXPECT_TRUE(holdsDefault(*property));
+    EXPECT_EQ(create(name.substr(0, name.size() - 1)), nullptr);
+    EXPECT_EQ(create(name + L"s"), nullptr);
+    EXPECT_EQ(PersistentPropertyCreators::Create(name)->GetTypeOfProperty(), name);
+  }
+  EXPECT_EQ(create(L"clparameters"), nullptr);
+  EXPECT_EQ(create(L"CLPostProcessParameters"), nullptr);
 }
 
 TEST(CLPersistentPropertyTest, FlagsAndStateBits) {
   PersistentProperty<MCLParameters> property;
-  EXPECT_EQ(
-      (std::vector<bool>{property.GetLocked(), property.GetVisible(), property.GetPersistent()}),
-      (std::vector<bool>{false, true, true}));
-  EXPECT_FALSE(property.IsModified());
-  EXPECT_FALSE(property.IsModificationTracked());
+  const auto flags = [&property] {
+    return std::vector<bool>{property.GetLocked(), property.GetVisible(), property.GetPersistent(),
+                             property.IsModified(), property.IsModificationTracked()};
+  };
+  EXPECT_EQ(flags(), (std::vector<bool>{false, true, true, false, false}));
   EXPECT_EQ(property.GetState(), 0u);
-
   property.SetModified(false);
-  EXPECT_FALSE(property.IsModified());
-  EXPECT_TRUE(property.IsModificationTracked());
+  EXPECT_EQ(flags(), (std::vector<bool>{false, true, true, false, true}));
   property.SetModified(true);
   EXPECT_EQ(property.GetState(), 3u);
+  EXPECT_TRUE(property.IsModified());
   property.SetModified(false);
   EXPECT_EQ(property.GetState(), 2u);
   property.ClearState();
@@ -115,7 +111,9 @@ TEST(CLPersistentPropertyTest, FlagsAndStateBits) {
   EXPECT_EQ(property.GetPolymorphicValue(), nullptr);
 }
 
-TEST(CLPersistentPropertyTest, AssignCopiesValueAndLockedFlagFromTheSameTypeOnly) {
+// Assign copies the value and the locked flag from the same type only; a mergeable value
+// merges instead of being replaced.
+TEST(CLPersistentPropertyTest, AssignCopiesOrMergesFromTheSameTypeOnly) {
   PersistentProperty<MCLScanningParameters> source;
   source.GetValue().GetBorderBuildParameters().m_laserPower = 250;
   source.SetLocked(true);
@@ -129,9 +127,6 @@ TEST(CLPersistentPropertyTest, AssignCopiesValueAndLockedFlagFromTheSameTypeOnly
   EXPECT_TRUE(target.GetVisible());
   EXPECT_EQ(target.GetState(), 0u);
 
-  PersistentProperty<MCLPostProcessParameters> other;
-  other.GetValue().m_skinWidth = 1;
-  other.SetLocked(true);
   PersistentProperty<MCLPostProcessParameters> unchanged;
   EXPECT_EQ(unchanged.Assign(source), nullptr);
   EXPECT_EQ(unchanged.GetValue(), MCLPostProcessParameters());
@@ -141,49 +136,39 @@ TEST(CLPersistentPropertyTest, AssignCopiesValueAndLockedFlagFromTheSameTypeOnly
   ASSERT_NE(copy, nullptr);
   EXPECT_EQ(dynamic_cast<PersistentProperty<MCLScanningParameters>&>(*copy).GetValue(),
             source.GetValue());
-}
 
-TEST(CLPersistentPropertyTest, AMergeableValueMergesInsteadOfBeingReplaced) {
-  PersistentProperty<Tally> target;
-  target.GetValue().items = {1};
-  PersistentProperty<Tally> source;
-  source.GetValue().items = {2, 3};
-  ASSERT_EQ(target.Assign(source), &target);
-  EXPECT_EQ(target.GetValue().items, (std::vector<int>{1, 2, 3}));
-  EXPECT_EQ(target.GetValue().overwrites, std::vector<bool>{true});
-  ASSERT_NE(target.GetPolymorphicValue(), nullptr);
-  EXPECT_EQ(target.GetPolymorphicValue()->GetValueTypeName(), L"Tally");
+  PersistentProperty<Tally> tally;
+  tally.GetValue().items = {1};
+  PersistentProperty<Tally> more;
+  more.GetValue().items = {2, 3};
+  ASSERT_EQ(tally.Assign(more), &tally);
+  EXPECT_EQ(tally.GetValue().items, (std::vector<int>{1, 2, 3}));
+  EXPECT_EQ(tally.GetValue().overwrites, std::vector<bool>{true});
+  ASSERT_NE(tally.GetPolymorphicValue(), nullptr);
+  EXPECT_EQ(tally.GetPolymorphicValue()->GetValueTypeName(), L"Tally");
 }
 
 // The whole binding: properties made by type name, written by their values, read back by
-// their values.
+// their values. (The sets' own content is checked through parameter files.)
 TEST(CLPersistentPropertyTest, HostDocumentRoundTrip) {
   MPropertyDocument document;
-  auto& parameters = dynamic_cast<PersistentProperty<MCLParameters>&>(
-      *document.AddProperty(L"Process", L"CLParameters"));
-  parameters.GetValue().SetCLFileSizeLimit(123);
-  parameters.GetValue().SetCLWRXParameterName(L"wrx");
-  parameters.GetValue()
+  const auto add = [&document](const wchar_t* name, const wchar_t* type) {
+    document.AddProperty(name, type);
+    return name;
+  };
+  ValueOf<MCLParameters>(document, add(L"Process", L"CLParameters"))
       .GetComponentScanningParameters(L"Fine", true)
       ->GetHatchingBuildParameters()
       .m_laserSpeed = 900;
-  parameters.GetValue().GetComponentPostProcessParameters(L"Fine", true)->SetNoSkin();
-  parameters.GetValue().GetPlatformParameters().SetSize(250000, 250000, 300000);
-
-  auto& scanning = dynamic_cast<PersistentProperty<MCLScanningParameters>&>(
-      *document.AddProperty(L"Laser", L"CLComponentProcessParameters"));
-  scanning.GetValue().GetPointsBuildParameters().m_laserFocus = 77;
-
-  auto& post = dynamic_cast<PersistentProperty<MCLPostProcessParameters>&>(
-      *document.AddProperty(L"Post", L"CLPlatformProcessParameters"));
-  post.GetValue().m_skinWidth = 12345;
-  post.GetValue().GetIslandParameters().Set(MCLIslandParameters::eRectangular, 4000, 6000);
-  post.GetValue().GetHatchingParameters().SetDistance(80);
-
-  auto& indexed = dynamic_cast<PersistentProperty<IndexedProperties<MCLScanningParameters>>&>(
-      *document.AddProperty(L"Indexed", L"IndexedCLComponentProcessParameters"));
-  indexed.GetValue()[-2].GetBorderBuildParameters().m_laserPower = 5;
-  indexed.GetValue()[7];
+  ValueOf<MCLScanningParameters>(document, add(L"Laser", L"CLComponentProcessParameters"))
+      .GetPointsBuildParameters()
+      .m_laserFocus = 77;
+  ValueOf<MCLPostProcessParameters>(document, add(L"Post", L"CLPlatformProcessParameters"))
+      .m_skinWidth = 12345;
+  auto& indexed = ValueOf<IndexedProperties<MCLScanningParameters>>(
+      document, add(L"Indexed", L"IndexedCLComponentProcessParameters"));
+  indexed[-2].GetBorderBuildParameters().m_laserPower = 5;
+  indexed[7];
 
   const TestSupport::TempDirectory directory;
   const std::wstring path = directory.File("project.xml").wstring();
@@ -192,78 +177,66 @@ TEST(CLPersistentPropertyTest, HostDocumentRoundTrip) {
   std::wstring message;
   ASSERT_TRUE(loaded.Load(path, &message)) << StringConversion::NativeToUtf8(message);
   ASSERT_EQ(loaded.GetPropertyNames(), document.GetPropertyNames());
-  for (const std::wstring& name : document.GetPropertyNames()) {
-    EXPECT_EQ(loaded.GetProperty(name)->GetTypeOfProperty(),
-              document.GetProperty(name)->GetTypeOfProperty());
-  }
-  const auto value = [&](const wchar_t* name, auto* typed) -> const auto& {
-    using Property = std::remove_pointer_t<decltype(typed)>;
-    return dynamic_cast<const Property&>(*loaded.GetProperty(name)).GetValue();
-  };
-  EXPECT_EQ(value(L"Process", &parameters), parameters.GetValue());
-  EXPECT_EQ(value(L"Laser", &scanning), scanning.GetValue());
-  EXPECT_EQ(value(L"Post", &post), post.GetValue());
-  EXPECT_EQ(value(L"Indexed", &indexed), indexed.GetValue());
-  EXPECT_NE(value(L"Post", &post), MCLPostProcessParameters());
+  EXPECT_EQ(ValueOf<MCLParameters>(loaded, L"Process"),
+            ValueOf<MCLParameters>(document, L"Process"));
+  EXPECT_EQ(ValueOf<MCLScanningParameters>(loaded, L"Laser"),
+            ValueOf<MCLScanningParameters>(document, L"Laser"));
+  EXPECT_EQ(ValueOf<MCLPostProcessParameters>(loaded, L"Post").m_skinWidth, 12345);
+  EXPECT_EQ(ValueOf<IndexedProperties<MCLScanningParameters>>(loaded, L"Indexed"), indexed);
+  EXPECT_NE(ValueOf<MCLScanningParameters>(loaded, L"Laser"), MCLScanningParameters());
 }
 
+// A set's write failure (here its lengths, under a length mode that writes nothing) is not
+// reported, kept for compatibility with existing host documents.
+TEST(CLPersistentPropertyTest, SetWriteFailuresAreNotReported) {
+  const TestSupport::TempDirectory directory;
+  MPropertyDocument document;
+  document.AddProperty(L"Process", L"CLParameters");
+  const TalAM::Persistence::ScopedClLengthMode unusable(5);
+  EXPECT_TRUE(document.Save(directory.File("project.xml").wstring()));
+}
+
+// An indexed collection reads its items by their "Index", refusing one that is not a whole
+// number, and reports success.
+TEST(CLPersistentPropertyTest, IndexedItemsNeedAWholeNumberAsIndex) {
+  struct Holder : ISAXPersistHelper {
+    bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
+      handled = HandleValueOfProperty(items, reader);
+      return true;
+    }
+    IndexedProperties<MCLScanningParameters> items;
+    bool handled = false;
+  } holder;
+  EXPECT_EQ(
+      TestSupport::ReadBlock("<R><V><Item Index=\"12x\"/><Item Index=\"-3\"/></V></R>", holder)
+          .size(),
+      1u);
+  EXPECT_TRUE(holder.handled);
+  ASSERT_EQ(holder.items.GetCount(), 1u);
+  EXPECT_EQ(holder.items.begin()->first, -3);
+}
+
+// Binary files hold nothing of a set and reading one leaves the set as it is; a file written
+// and not closed is complete once the object is gone.
 TEST(CLPersistentPropertyTest, BinaryFilesHoldNothingForConceptLaserSets) {
   const TestSupport::TempDirectory directory;
   const auto path = directory.File("project.bin");
-  PersistentProperty<MCLParameters> property;
-  property.GetValue().SetName(L"not stored");
-  MFile file;
-  ASSERT_TRUE(file.Open(path.wstring(), MFile::OpenMode::Write));
-  WriteValueOfProperty(property.GetValue(), file);
-  WriteValueOfProperty(MCLPostProcessParameters(), file);
-  ASSERT_TRUE(file.Close());
-  EXPECT_EQ(std::filesystem::file_size(path), 0u);
-
-  TestSupport::WriteFile(path, "bytes that are not a set");
-  ASSERT_TRUE(file.Open(path.wstring(), MFile::OpenMode::Read));
-  ReadValueOfProperty(property.GetValue(), file);
-  EXPECT_EQ(property.GetValue().GetName(), L"not stored");
-  EXPECT_EQ(file.GetPosition(), 0u);
-}
-
-}  // namespace
-
-// A set's write failure (here its lengths, under a length mode that writes nothing) is not
-// reported, kept for compatibility with existing host documents. An item index that is not a
-// whole number is refused.
-TEST(CLPersistentPropertyTest, SetWriteFailuresAreNotReportedAndBadIndexesAreRefused) {
-  const TestSupport::TempDirectory directory;
-  const std::wstring path = directory.File("project.xml").wstring();
-  MPropertyDocument document;
-  document.AddProperty(L"Process", L"CLParameters");
-  {
-    const TalAM::Persistence::ScopedClLengthMode unusable(5);
-    EXPECT_TRUE(document.Save(path));
-  }
-
-  TestSupport::WriteFile(
-      path,
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PropertyDocument>\n"
-      "  <Property Name=\"Indexed\" Type=\"IndexedCLComponentProcessParameters\">\n"
-      "    <Item Index=\"12x\"/>\n    <Item Index=\"-3\"/>\n  </Property>\n"
-      "</PropertyDocument>\n");
-  MPropertyDocument loaded;
-  ASSERT_TRUE(loaded.Load(path, nullptr));
-  const auto& indexed =
-      dynamic_cast<const PersistentProperty<IndexedProperties<MCLScanningParameters>>&>(
-          *loaded.GetProperty(L"Indexed"));
-  ASSERT_EQ(indexed.GetValue().GetCount(), 1u);
-  EXPECT_EQ(indexed.GetValue().begin()->first, -3);
-}
-
-// A file written and not closed is complete once the object is gone.
-TEST(CLPersistentPropertyTest, AFileIsClosedWithItsObject) {
-  const TestSupport::TempDirectory directory;
-  const auto path = directory.File("data.bin");
+  MCLParameters set;
+  set.SetName(L"not stored");
   {
     MFile file;
     ASSERT_TRUE(file.Open(path.wstring(), MFile::OpenMode::Write));
     ASSERT_TRUE(file.Write("abc", 3));
+    WriteValueOfProperty(set, file);
+    WriteValueOfProperty(MCLPostProcessParameters(), file);
   }
   EXPECT_EQ(TestSupport::ReadFile(path), "abc");
+
+  MFile file;
+  ASSERT_TRUE(file.Open(path.wstring(), MFile::OpenMode::Read));
+  ReadValueOfProperty(set, file);
+  EXPECT_EQ(set.GetName(), L"not stored");
+  EXPECT_EQ(file.GetPosition(), 0u);
 }
+
+}  // namespace

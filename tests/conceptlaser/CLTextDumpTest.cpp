@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -20,40 +21,35 @@ class CountingBuffer : public std::wstringbuf {
   }
 };
 
+// What `value` prints on a stream set to words for booleans and three significant digits, and
+// the number of flushes.
 template <class T>
-std::wstring Dump(const T& value, int* flushes = nullptr,
-                  void (*configure)(std::wostream&) = nullptr) {
+std::pair<std::wstring, int> Dump(const T& value) {
   CountingBuffer buffer;
   std::wostream stream(&buffer);
-  if (configure != nullptr) configure(stream);
-  std::wostream& returned = stream << value;
-  EXPECT_EQ(&returned, &stream);
-  if (flushes != nullptr) *flushes = buffer.syncs;
-  return buffer.str();
+  stream << std::boolalpha << std::setprecision(3);
+  EXPECT_EQ(&(stream << value), &stream);
+  return {buffer.str(), buffer.syncs};
 }
 
-TEST(CLTextDumpTest, DefaultLaserSet) {
+// One line per value, each ended by std::endl; the stream's own flags apply.
+TEST(CLTextDumpTest, LaserAndPostProcessSets) {
   MCLBuildParameters laser;
   laser.m_laserSaturationTime = 99;  // never printed
-  int flushes = 0;
-  EXPECT_EQ(Dump(laser, &flushes),
-            L"Build params:\n"
-            L"\t\tPower:           \t100\n"
-            L"\t\tFocus:           \t50\n"
-            L"\t\tSpeed:           \t600\n"
-            L"\t\tExposure:        \t300\n"
-            L"\t\tOnDelay:         \t80\n"
-            L"\t\tOffDelay:        \t300\n"
-            L"\t\tMarkDelay:       \t0\n"
-            L"\t\tPolygonDelay:    \t0\n"
-            L"\t\tJumpDelay:       \t0\n"
-            L"\t\tJumpDelayMin:    \t500\n"
-            L"\t\tJumpDelayMax:    \t1000\n");
-  EXPECT_EQ(flushes, 11);
-}
+  EXPECT_EQ(Dump(laser), std::pair(std::wstring(L"Build params:\n"
+                                                L"\t\tPower:           \t100\n"
+                                                L"\t\tFocus:           \t50\n"
+                                                L"\t\tSpeed:           \t600\n"
+                                                L"\t\tExposure:        \t300\n"
+                                                L"\t\tOnDelay:         \t80\n"
+                                                L"\t\tOffDelay:        \t300\n"
+                                                L"\t\tMarkDelay:       \t0\n"
+                                                L"\t\tPolygonDelay:    \t0\n"
+                                                L"\t\tJumpDelay:       \t0\n"
+                                                L"\t\tJumpDelayMin:    \t500\n"
+                                                L"\t\tJumpDelayMax:    \t1000\n"),
+                                   11));
 
-// The stream's own flags apply: words for booleans, three significant digits here.
-TEST(CLTextDumpTest, PostProcessSetWithTheStreamsFlags) {
   MCLPostProcessParameters post;
   post.SetNoCore();
   post.SetIncrementalInsideOffset(3, -50);
@@ -65,29 +61,24 @@ TEST(CLTextDumpTest, PostProcessSetWithTheStreamsFlags) {
   post.GetHatchingParameters().SetRetract(-3);
   post.GetHatchingParameters().m_initialAngle = 1.0 / 3.0;
   post.GetHatchingParameters().m_turningAngle = 67.5;
-  const auto configure = [](std::wostream& stream) {
-    stream << std::boolalpha << std::setprecision(3);
-  };
-  int flushes = 0;
-  EXPECT_EQ(Dump(post, &flushes, configure),
-            L"\t\tSkinWidth:                      2147483647\n"
-            L"\t\tBeamCompensation:               2500\n"
-            L"\t\tInsideOffsets:                  3\n"
-            L"\t\tInsideOffsetsInterval:          -50\n"
-            L"\t\tOutsideOffsets:                 2\n"
-            L"\t\tOutsideOffsetsInterval:         75\n"
-            L"\t\tIslandsEnabled:                 false\n"
-            L"\t\tIslandsXSize:                   1732\n"
-            L"\t\tIslandsYSize:                   1500\n"
-            L"\t\tIslandsOrientation:             12.3\n"
-            L"\t\tIslandsOrientationIncrement:    -0.125\n"
-            L"\t\tHatchingEnabled:                true\n"
-            L"\t\tHatchingDistance:               1000\n"
-            L"\t\tHatchingOffset:                 1000\n"
-            L"\t\tHatchingRetract:                -3\n"
-            L"\t\tHatchingOrientation:            0.333\n"
-            L"\t\tHatchingOrientationIncrement:   67.5\n");
-  EXPECT_EQ(flushes, 17);
+  EXPECT_EQ(Dump(post), std::pair(std::wstring(L"\t\tSkinWidth:                      2147483647\n"
+                                               L"\t\tBeamCompensation:               2500\n"
+                                               L"\t\tInsideOffsets:                  3\n"
+                                               L"\t\tInsideOffsetsInterval:          -50\n"
+                                               L"\t\tOutsideOffsets:                 2\n"
+                                               L"\t\tOutsideOffsetsInterval:         75\n"
+                                               L"\t\tIslandsEnabled:                 false\n"
+                                               L"\t\tIslandsXSize:                   1732\n"
+                                               L"\t\tIslandsYSize:                   1500\n"
+                                               L"\t\tIslandsOrientation:             12.3\n"
+                                               L"\t\tIslandsOrientationIncrement:    -0.125\n"
+                                               L"\t\tHatchingEnabled:                true\n"
+                                               L"\t\tHatchingDistance:               1000\n"
+                                               L"\t\tHatchingOffset:                 1000\n"
+                                               L"\t\tHatchingRetract:                -3\n"
+                                               L"\t\tHatchingOrientation:            0.333\n"
+                                               L"\t\tHatchingOrientationIncrement:   67.5\n"),
+                                  17));
 }
 
 }  // namespace

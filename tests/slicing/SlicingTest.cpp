@@ -18,13 +18,13 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Pair;
 using TestSupport::ReadBlock;
+using TestSupport::TryWriteBlock;
 using TestSupport::WriteBlock;
 using Mode = TalSDK::MSaxPersistExtensibleObject;
 
 namespace {
 
 const std::string kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-using TestSupport::TryWriteBlock;
 
 }  // namespace
 
@@ -49,20 +49,13 @@ TEST(SlicingTest, SliceFormatTextsBothWays) {
     EXPECT_EQ(back.m_format, value);
   }
   // Texts are matched exactly; a refused one leaves the format.
-  for (const char* text : {"CLI", " cli", "7"}) {
-    SCOPED_TRACE(text);
-    MFormatParameters format;
-    format.m_format = tarrow;
-    const auto refused = ReadBlock(
-        std::string("<FormatParameters><Format>") + text + "</Format></FormatParameters>", format);
-    ASSERT_EQ(refused.size(), 1u);
-    EXPECT_EQ(refused[0].path, "FormatParameters/Format");
-    EXPECT_EQ(format.m_format, tarrow);
-  }
+  MFormatParameters format;
+  format.m_format = tarrow;
+  EXPECT_EQ(ReadBlock("<F><Format>CLI</Format></F>", format).size(), 1u);
+  EXPECT_EQ(format.m_format, tarrow);
   // A number without a text writes nothing, not even the units.
   for (const int gap : {1, 7, 44, -1}) {
     SCOPED_TRACE(gap);
-    MFormatParameters format;
     format.m_format = static_cast<SliceFormat>(gap);
     EXPECT_EQ(TryWriteBlock("FormatParameters", format),
               std::make_pair(false, kHeader + "<FormatParameters/>\n"));
