@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 namespace VT = TalSAX::ValueText;
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -149,23 +150,20 @@ TEST(ValueText, ExtremeAndRandomFloatsRoundTrip) {
 
 TEST(ValueText, UnaffectedByTheProcessLocale) {
   const std::string previous = std::setlocale(LC_ALL, nullptr);
-  bool commaLocale = false;
+  const char* comma = nullptr;
   for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR.utf8",
                            "nl_NL.UTF-8", "ru_RU.UTF-8"}) {
-    if (std::setlocale(LC_ALL, name) && std::localeconv()->decimal_point == std::string(",")) {
-      std::locale::global(std::locale(name));
-      commaLocale = true;
-      break;
-    }
+    if (!comma && std::setlocale(LC_ALL, name) && std::localeconv()->decimal_point == ","sv)
+      comma = name;
   }
-  if (!commaLocale) {
+  if (comma == nullptr) {
     std::setlocale(LC_ALL, previous.c_str());
     FAIL() << "no locale with a decimal comma is installed; scripts/install-deps.sh generates "
               "de_DE.UTF-8";
   }
-  EXPECT_EQ(Text(1.5), "1.5");
-  EXPECT_EQ(Text(1234567.25f, 9), "1234567.25");
-  EXPECT_EQ(Text(std::int32_t{-1234567}), "-1234567");
+  std::locale::global(std::locale(comma));
+  EXPECT_EQ(Text(1.5) + " " + Text(1234567.25f, 9) + " " + Text(std::int32_t{-1234567}),
+            "1.5 1234567.25 -1234567");
   EXPECT_EQ(ParseInto("1.5", 0.0), std::make_pair(true, 1.5));
   EXPECT_EQ(ParseInto("1,5", 0.0f), std::make_pair(false, 0.0f));
   std::locale::global(std::locale::classic());
