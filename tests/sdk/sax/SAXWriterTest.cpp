@@ -132,20 +132,6 @@ TEST(SAXWriterTest, ElementNames) {
   }
 }
 
-TEST(SAXWriterTest, ProjectFraming) {
-  std::string out;
-  SAXWriter writer(nullptr);
-  writer.SetProjectTag("ProjectFile");
-  writer.SetProjectNamespaceName("tal");
-  writer.SetProjectNamespaceValue("urn:x");
-  writer.OpenString(out);
-  writer.WriteElement("Set", "1");
-  ASSERT_TRUE(writer.Close());
-  EXPECT_EQ(out,
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ProjectFile xmlns:tal=\"urn:x\">\n"
-            "  <Set>1</Set>\n</ProjectFile>\n");
-}
-
 TEST(SAXWriterTest, ObjectIdsNeverCollideWithRegisteredOnes) {
   std::string out;
   SAXWriter writer(nullptr);
