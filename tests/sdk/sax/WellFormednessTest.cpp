@@ -157,6 +157,42 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
   }
 }
 
+// Three-byte characters at the edges of the reader's unchecked fast paths (text of a leaf,
+// text beside elements, attribute values): only well-formed characters XML allows pass.
+TEST(WellFormednessTest, ThreeByteCharactersAtTheEdgesOfTheFastPaths) {
+  const struct {
+    std::string bytes;
+    bool allowed;
+  } cases[] = {
+      {"\xE0\xA0\x80", true},  {"\xE0\x80\xAF", false},  // U+0800; an overlong '/'
+      {"\xE1\x80\x80", true},  {"\xEC\xBF\xBF", true},   // U+1000, U+CFFF
+      {"\xED\x9F\xBF", true},  {"\xED\xA0\x80", false},  // U+D7FF; a surrogate
+      {"\xEE\x80\x80", true},  {"\xEF\xBF\xBD", true},   // U+E000, U+FFFD
+      {"\xEF\xBF\xBE", false}, {"\xE1\x80x", false},     // U+FFFE; a missing continuation
+      {"\xEEx\x80", false},    {"\xEC\xBF", false},
+  };
+  for (const auto& c : cases) {
+    const std::pair<std::string, std::vector<std::string>> documents[] = {
+        {"<a>" + c.bytes + "</a>", {"a|" + c.bytes}},
+        {"<a>" + c.bytes + "<c/></a>", {"a|" + c.bytes, "c|"}},
+        {"<a b='" + c.bytes + "'/>", {"a||b=" + c.bytes}}};
+    for (const auto& [xml, seen] : documents) {
+      SCOPED_TRACE(xml);
+      Recorder recorder;
+      if (c.allowed) {
+        EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder));
+        EXPECT_EQ(recorder.seen, seen);
+      } else {
+        EXPECT_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder), MGeneric);
+      }
+    }
+  }
+  // An attribute value cut right after its '=': the byte behind the input is no quote of it.
+  const std::string_view cut = std::string_view("<a x=\"\"/>").substr(0, 5);
+  Recorder recorder;
+  EXPECT_THROW(SAXReader(true, nullptr).ParseBuffer(cut, &recorder), MGeneric);
+}
+
 // ---------------------------------------------------------------------------------------------
 // James Clark's XML test cases, read in place.
 
