@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <TalSDK/sdk/sax/SAXError.h>
+#include <TalSDK/sdk/sax/SAXReader.h>
 #include "sdk/sax/Base64.h"
 #include "support/TestSupport.h"
 
@@ -74,6 +75,10 @@ TEST(SaxStlBaseTest, RoundTripIsBitIdenticalAndKeepsUnknownChildren) {
   MStlBase empty;
   EXPECT_TRUE(ReadDocument(WriteDocument(MStlBase()), empty).empty());
   EXPECT_EQ(empty.GetVertexCount() + empty.GetTriangleCount(), 0u);
+
+  // Defaults: no geometry, name or kept elements.
+  MSaxStlBase(read).SetDefaults();
+  EXPECT_EQ(WriteDocument(read), WriteDocument(MStlBase()));
 }
 
 TEST(SaxStlBaseTest, BadContentIsRefusedWithoutChangingTheMesh) {
@@ -110,14 +115,25 @@ TEST(SaxStlBaseTest, BadContentIsRefusedWithoutChangingTheMesh) {
   }
 }
 
+// The id read back leads the reader's references to the mesh itself.
 TEST(SaxStlBaseTest, ReferenceIdIsWrittenOnTheEnclosingElementOnRequest) {
   MStlBase mesh;
   EXPECT_THAT(WriteDocument(mesh), HasSubstr("<Mesh>"));
   const std::string xml = WriteDocument(mesh, true);
   EXPECT_THAT(xml, HasSubstr("<Mesh ID=\"1\">"));
   MStlBase read;
-  ReadDocument(xml, read);
+  MSaxStlBase helper(read);
+  struct Root : ISAXPersist {
+    MSaxStlBase* mesh = nullptr;
+    bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
+      return reader.DelegateToChild(*mesh);
+    }
+  } root;
+  root.mesh = &helper;
+  TalSAX::SAXReader reader(true, nullptr);
+  reader.ParseBuffer(xml, &root);
   EXPECT_EQ(read.GetObjectId(), 1u);
+  EXPECT_EQ(reader.FindReference(1), static_cast<ISAXReference*>(&read));
 }
 
 TEST(SaxStlBaseTest, NameThatIsNotUnicodeFailsTheWriteNamingTheMesh) {

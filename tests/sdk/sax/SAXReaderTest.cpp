@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -207,6 +208,7 @@ TEST(SAXReaderTest, SizeAndElementLimitsOfFilesAndBuffers) {
       reader.SetLimits(limits);
       fromFile ? reader.Parse(path.wstring().c_str(), &root) : reader.ParseBuffer(document, &root);
     };
+    errno = EINTR;  // left over from an earlier call: no reason to read again
     EXPECT_NO_THROW(parse({19, 4}));
     EXPECT_THAT(
         [&] {

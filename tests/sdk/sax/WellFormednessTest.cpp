@@ -77,6 +77,7 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<a/><?xml version=\"1.0\"?>", 1, 5, "must come first"},
       {"<?xml encoding=\"UTF-8\" version=\"1.0\"?><a/>", 1, 1, "must start with version"},
       {"<?xml version=\"2.0\"?><a/>", 1, 15, "'2.0' is not 1.x"},
+      {"<?xml version=\"1.<?><a/>", 1, 18, "the value of version is not closed"},
       {"<?xml version=\"1.0\"encoding=\"UTF-8\"?><a/>", 1, 20, "malformed XML declaration"},
       {"<?xml version=\"1.0\" encoding=\" UTF-8\"?><a/>", 1, 30, "not an encoding name"},
       {"<?xml version=\"1.0\" standalone=\"maybe\"?><a/>", 1, 32, "'yes' or 'no'"},
@@ -140,6 +141,7 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
       {"<v>&#32;<c/></v>", {"v| ", "c|"}},
       {"<v a=\"x&#10;y&#9;z\" b=' x\ty\r\nz\n'/>", {"v||a=x\ny\tz|b= x y z "}},
       {"<v a='\"' b=\"'\"></v >", {"v||a=\"|b='"}},
+      {"<v a=\"&lt;\" p=\"plain\" b=\"x&amp;y\"/>", {"v||a=<|b=x&y"}},
       {"<?xml version=\"1.1\" encoding=\"utf-8\" standalone=\"no\" ?>\n<!-- c -->\n<?pi?>\n"
        "<v>t</v>\n<!-- after -->\n<?after x?>\n",
        {"v|t"}},
