@@ -1,5 +1,6 @@
 #include <TalSDK/sdk/common/StringConversion.h>
 
+#include <cwchar>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -13,14 +14,15 @@ using TalSDK::FileIO::MSAXError::MGeneric;
 using ::testing::Property;
 using ::testing::Throws;
 
-// Each at every alignment relative to the eight-byte steps over ASCII.
+// The first and last code point of each UTF-8 length, each at every alignment relative to
+// the eight-byte steps over ASCII.
 TEST(StringConversion, KnownEncodings) {
-  for (auto [wide, utf8] : {std::pair{L"A\0z"sv, "A\0z"sv},
-                            {L"\u00e9"sv, "\xC3\xA9"sv},
-                            {L"\u20ac"sv, "\xE2\x82\xAC"sv},
-                            {L"\U0001F600"sv, "\xF0\x9F\x98\x80"sv},
-                            {L"\U0010FFFF"sv, "\xF4\x8F\xBF\xBF"sv},
-                            {L"\x01\x7F"sv, "\x01\x7F"sv}}) {
+  for (auto [wide, utf8] : {std::pair{L"A\0z\x7F"sv, "A\0z\x7F"sv},
+                            {L"\u0080\u07FF"sv, "\xC2\x80\xDF\xBF"sv},
+                            {L"\u0800\uD7FF"sv, "\xE0\xA0\x80\xED\x9F\xBF"sv},
+                            {L"\uE000\uFFFF"sv, "\xEE\x80\x80\xEF\xBF\xBF"sv},
+                            {L"\U00010000"sv, "\xF0\x90\x80\x80"sv},
+                            {L"\U0010FFFF"sv, "\xF4\x8F\xBF\xBF"sv}}) {
     for (std::size_t pad = 0; pad <= 16; ++pad) {
       const std::wstring w = std::wstring(pad, L'a') + std::wstring(wide) + L"bcdefghi";
       const std::string u = std::string(pad, 'a') + std::string(utf8) + "bcdefghi";
@@ -31,23 +33,24 @@ TEST(StringConversion, KnownEncodings) {
       EXPECT_EQ(strict, w);
     }
   }
+  // A view's conversion ends at the view's end, also after a whole eight-byte step.
+  EXPECT_EQ(std::wcslen(Utf8ToNative("abcdefghij"sv.substr(0, 8)).c_str()), 8u);
 }
 
+// Random mixtures of ASCII runs and any scalar value, through both the throwing and the
+// checking conversions.
 TEST(StringConversion, RandomCodePointsRoundTrip) {
   std::mt19937 rng(99);
-  std::uniform_int_distribution<std::uint32_t> anyPoint(0, 0x10FFFF), ascii(0, 0x7F);
   for (int round = 0; round < 2000; ++round) {
     std::wstring wide;
-    const std::size_t length = rng() % 40;
-    while (wide.size() < length) {
-      const std::uint32_t cp = rng() % 2 ? ascii(rng) : anyPoint(rng);
+    for (std::size_t length = rng() % 40; wide.size() < length;) {
+      const std::uint32_t cp = rng() % 2 ? rng() % 0x80 : rng() % 0x110000;
       if (cp < 0xD800 || cp > 0xDFFF) wide += static_cast<wchar_t>(cp);
     }
     std::string utf8;
-    ASSERT_TRUE(TryNativeToUtf8(wide, utf8));
-    ASSERT_EQ(NativeToUtf8(wide), utf8);
     std::wstring back;
-    ASSERT_TRUE(TryUtf8ToNative(utf8, back));
+    ASSERT_TRUE(TryNativeToUtf8(wide, utf8) && TryUtf8ToNative(utf8, back));
+    ASSERT_EQ(NativeToUtf8(wide), utf8);
     ASSERT_EQ(back, wide);
     ASSERT_EQ(Utf8ToNative(utf8), wide);
   }

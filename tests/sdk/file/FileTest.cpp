@@ -24,10 +24,8 @@ TEST(FileTest, ValuesReadBackInTheOrderWritten) {
   ASSERT_TRUE(file.Open(path, MFile::OpenMode::Read));
   std::int32_t number = 0;
   double real = 0.0;
-  EXPECT_TRUE(file.ReadValue(number));
-  EXPECT_TRUE(file.ReadValue(real));
-  EXPECT_EQ(number, -7);
-  EXPECT_EQ(real, 2.5);
+  EXPECT_TRUE(file.ReadValue(number) && file.ReadValue(real));
+  EXPECT_EQ(std::pair(number, real), std::pair(-7, 2.5));
   EXPECT_FALSE(file.Write(&number, sizeof number));  // not open for writing
   // At the end: nothing read, the target left as it was.
   EXPECT_FALSE(file.ReadValue(number));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include <TalSDK/sdk/sax/SAXWriter.h>
 
@@ -37,12 +38,8 @@ TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
   std::uint8_t b = 0;
   in >> u >> s >> f >> d >> b;
   ASSERT_TRUE(in.good());
-  EXPECT_EQ(u.value, 0x01020304u);
-  EXPECT_EQ(s, -2);
-  EXPECT_EQ(f, 1.5f);
-  EXPECT_EQ(d, 2.25);
-  EXPECT_EQ(b, 7);
-  EXPECT_EQ(in.Remaining(), 0u);
+  EXPECT_EQ(std::tuple(u.value, s, f, d, b, in.Remaining()),
+            std::tuple(0x01020304u, std::int16_t{-2}, 1.5f, 2.25, std::uint8_t{7}, 0u));
 }
 
 TEST(BinaryStreamsTest, ShortOrMalformedPayloadsFailWithoutTouchingTheTarget) {
