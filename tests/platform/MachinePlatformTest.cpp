@@ -397,6 +397,11 @@ TEST(MachineNestingTest, HostileBitmapSizesFailTheRead) {
       "<Width>65536</Width><Height>65537</Height><Bitmap>AQAAAA==</Bitmap>");
   EXPECT_EQ(wrapped.m_bitmap.size(), 65536u);
   EXPECT_EQ(wrapped.m_bitmap[0], 1u);
+  // The largest bitmap taken: 2^26 cells (256 MB).
+  EXPECT_EQ(ReadNew<MSaxNestingCustom>(
+                "<Width>65536</Width><Height>1024</Height><Bitmap>AQAAAA==</Bitmap>")
+                .m_bitmap.size(),
+            std::size_t{1} << 26);
 }
 
 // No container keeps the defaults; a container replaces them, an empty one empties them, and
