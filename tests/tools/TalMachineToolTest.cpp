@@ -101,8 +101,10 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "[\\s\\S]*\n    Mesh: +12 triangles, 8 vertices\n      Name: +build-plate\n[\\s\\S]*"
        "\nSupportProfilesVector: +2\n  SupportProfile\\[1\\]\n    ProfileName: +Fine lattice\n"
        "    Lattice: +\\(structured\\)\n[\\s\\S]*"
-       "\n\nKept unknown elements: +3\n  Machine/QualityParts/Item/InspectionPlan, line [0-9]+, "
-       "not required\n  Machine/QualityParts/RetentionDays, line [0-9]+, not required\n"
+       "\n  QualityParts\\[2\\]\n    ProfileName: +None\n[\\s\\S]*\nBaseplateParameters\n  Enabled"
+       "[\\s\\S]*\n\nKept unknown elements: +3\n"
+       "  Machine/QualityParts/Item/InspectionPlan, line [0-9]+, not required\n"
+       "  Machine/QualityParts/RetentionDays, line [0-9]+, not required\n"
        "  Machine/AdaptiveLayerThickness, line [0-9]+, not required\n$",
        "", 0},
       {"show --policy ignore $EX", 0, "elements: +0\n", "", 0},
