@@ -80,7 +80,7 @@ std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block) {
   return out;
 }
 
-std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersistBase& block) {
+void ReadBlock(std::string_view document, ISAXPersistBase& block, TalSAX::SAXReader& reader) {
   struct Root : ISAXPersist {
     ISAXPersistBase* block = nullptr;
     bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
@@ -88,8 +88,12 @@ std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersist
     }
   } root;
   root.block = &block;
-  TalSAX::SAXReader reader(true, nullptr);
   reader.ParseBuffer(document, &root);
+}
+
+std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersistBase& block) {
+  TalSAX::SAXReader reader(true, nullptr);
+  ReadBlock(document, block, reader);
   return reader.GetWarnings();
 }
 

@@ -50,5 +50,7 @@ std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block);
 // Reads `document`, handing its root element's content to `block`; returns the elements the
 // reader refused.
 std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersistBase& block);
+// The same with the caller's reader, which stays available afterwards (references, warnings).
+void ReadBlock(std::string_view document, ISAXPersistBase& block, TalSAX::SAXReader& reader);
 
 }  // namespace TestSupport

@@ -123,15 +123,8 @@ TEST(SaxStlBaseTest, ReferenceIdIsWrittenOnTheEnclosingElementOnRequest) {
   EXPECT_THAT(xml, HasSubstr("<Mesh ID=\"1\">"));
   MStlBase read;
   MSaxStlBase helper(read);
-  struct Root : ISAXPersist {
-    MSaxStlBase* mesh = nullptr;
-    bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
-      return reader.DelegateToChild(*mesh);
-    }
-  } root;
-  root.mesh = &helper;
   TalSAX::SAXReader reader(true, nullptr);
-  reader.ParseBuffer(xml, &root);
+  TestSupport::ReadBlock(xml, helper, reader);
   EXPECT_EQ(read.GetObjectId(), 1u);
   EXPECT_EQ(reader.FindReference(1), static_cast<ISAXReference*>(&read));
 }
