@@ -19,7 +19,7 @@
 namespace {
 
 using Attributes = std::vector<std::pair<std::string, std::string>>;
-using Node = TalSDK::MSaxUnhandledElement::Node;
+using Kept = TalSDK::MSaxUnhandledElement;
 
 // One element as the dispatching handler sees it.
 struct Element {
@@ -31,7 +31,7 @@ struct Element {
 
 struct Reading {
   std::vector<Element> elements;  // document order
-  std::vector<Node> nodes;        // the root kept whole
+  Kept kept;                      // the root kept whole
 };
 
 bool IsSpace(char c) {
@@ -87,10 +87,7 @@ struct ExpatState {
   void FlushSegment(bool hasChildren) {
     Open& top = open.back();
     const std::string& text = top.segment.Finish(hasChildren);
-    if (!text.empty()) {
-      reading.nodes.push_back(
-          Node{Node::Kind::Text, static_cast<std::uint32_t>(open.size()), text, {}});
-    }
+    reading.kept.AppendText(static_cast<std::uint32_t>(open.size()), text);
     top.segment = {};
   }
 };
@@ -99,7 +96,7 @@ void XMLCALL OnStart(void* data, const XML_Char* name, const XML_Char** attribut
   auto& s = *static_cast<ExpatState*>(data);
   s.EndRun();
   Element element{name, {}, {}};
-  std::vector<TalSDK::MSaxUnhandledElement::Attribute> kept;
+  std::vector<Kept::Attribute> kept;
   for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
     element.attributes.emplace_back(a[0], a[1]);
     kept.push_back({a[0], a[1]});
@@ -108,8 +105,7 @@ void XMLCALL OnStart(void* data, const XML_Char* name, const XML_Char** attribut
     s.FlushSegment(true);
     s.open.back().hasChildren = true;
   }
-  s.reading.nodes.push_back(
-      Node{Node::Kind::Element, static_cast<std::uint32_t>(s.open.size()), name, kept});
+  s.reading.kept.AppendElement(static_cast<std::uint32_t>(s.open.size()), name, kept);
   s.reading.elements.push_back(std::move(element));
   s.open.push_back({s.reading.elements.size() - 1, {}, {}, false});
 }
@@ -224,7 +220,7 @@ bool ReadWithUs(std::string_view input, const std::vector<Element>& expected, Re
     reading.elements = std::move(recorder.elements);
     KeepRoot keep;
     TalSAX::SAXReader(true, nullptr).ParseBuffer(input, &keep);
-    reading.nodes = keep.root.GetNodes();
+    reading.kept = keep.root;
   } catch (const TalSDK::FileIO::MSAXError::MGeneric& refusal) {
     error = refusal.GetMessage();
     return false;
@@ -303,13 +299,14 @@ std::string Describe(const std::vector<Element>& elements) {
   return out;
 }
 
-std::string Describe(const std::vector<Node>& nodes) {
+std::string Describe(const Kept& kept) {
   std::string out;
-  for (const Node& n : nodes) {
-    out += std::string(n.depth * 2, ' ') + (n.kind == Node::Kind::Text ? "text '" : "<") + n.value;
-    for (const auto& a : n.attributes)
-      out += " " + a.name + "='" + a.value + "'";
-    out += n.kind == Node::Kind::Text ? "'\n" : ">\n";
+  for (const Kept::Node n : kept.GetNodes()) {
+    const bool text = n.kind == Kept::Node::Kind::Text;
+    out.append(n.depth * 2, ' ').append(text ? "text '" : "<").append(n.value);
+    for (const Kept::Attribute a : n.attributes)
+      out.append(" ").append(a.name).append("='").append(a.value).append("'");
+    out += text ? "'\n" : ">\n";
   }
   return out;
 }
@@ -346,9 +343,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Die("the elements differ", input,
         "ours:\n" + Describe(ours.elements) + "expat:\n" + Describe(expat.reading.elements));
   }
-  if (ours.nodes != expat.reading.nodes) {
+  if (ours.kept != expat.reading.kept) {
     Die("the kept element differs", input,
-        "ours:\n" + Describe(ours.nodes) + "expat:\n" + Describe(expat.reading.nodes));
+        "ours:\n" + Describe(ours.kept) + "expat:\n" + Describe(expat.reading.kept));
   }
   return 0;
 }

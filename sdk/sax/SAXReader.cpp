@@ -171,10 +171,12 @@ struct SAXReader::Impl {
   std::vector<std::size_t> offsets;  // of their start tags, which tell elements apart
   std::size_t openCount = 0;
   // The last path built for a kept element, of the first `pathCount` open elements, the
-  // innermost starting at `pathOffset`: siblings kept one after the other share it.
+  // innermost starting at `pathOffset`: siblings kept one after the other share it without
+  // building it again.
   std::shared_ptr<const std::string> pathCache;
   std::size_t pathCount = 0;
   std::size_t pathOffset = 0;
+  std::string pathScratch;
 
   // The element just opened. Its attributes are the tokenizer's until the reader reads ahead
   // inside the element; then they are copied here first.
@@ -198,9 +200,11 @@ struct SAXReader::Impl {
   std::string_view textView;
   Xml::TextCollector text;
   Xml::TextCollector captureText;
-  std::vector<TalSDK::MSaxUnhandledElement::Node> captureNodes;
+  // A capture is built here, where the storage stays between captures, and copied into the
+  // kept element in one allocation of its final size.
+  TalSDK::MSaxUnhandledElement captureElement;
   std::vector<unsigned char> captureLevels;  // not vector<bool>: reset per capture, kept cheap
-  std::string textStorage;  // for GetElementText when the text is a view
+  std::string textStorage;                   // for GetElementText when the text is a view
 
   ISAXPersistBase* pendingChild = nullptr;
   std::unique_ptr<ISAXPersistBase> pendingOwned;
@@ -236,19 +240,26 @@ struct SAXReader::Impl {
   // The names of the open elements joined by '/', leaving out the innermost `skip`.
   std::string PathOfOpenElements(std::size_t skip = 0) const {
     std::string path;
+    AppendPathOfOpenElements(path, skip);
+    return path;
+  }
+  void AppendPathOfOpenElements(std::string& path, std::size_t skip) const {
     for (std::size_t i = 0; i + skip < openCount; ++i) {
       if (!path.empty()) path += '/';
       path += names[i];
     }
-    return path;
   }
 
-  // The same for the elements enclosing the element just opened, reused while it stays valid.
+  // The same for the elements enclosing the element just opened, shared while it stays the
+  // same: kept elements found in one place, or in places of the same path, share one string.
   std::shared_ptr<const std::string> PathOfEnclosingElements() {
     const std::size_t count = openCount - 1;
     if (count == 0) return nullptr;
     if (!pathCache || pathCount != count || pathOffset != offsets[count - 1]) {
-      pathCache = std::make_shared<const std::string>(PathOfOpenElements(1));
+      pathScratch.clear();
+      AppendPathOfOpenElements(pathScratch, 1);
+      if (!pathCache || *pathCache != pathScratch)
+        pathCache = std::make_shared<const std::string>(pathScratch);
       pathCount = count;
       pathOffset = offsets[count - 1];
     }
@@ -449,85 +460,58 @@ void SAXReader::Impl::Run(std::string_view document, ISAXPersistBase* root) {
 }
 
 // Copies the element just opened, with everything inside it, in one pass over its content.
-// White-space-only text beside child elements is formatting and is left out. The nodes are
-// gathered first, so that the element gets them in one allocation.
+// White-space-only text beside child elements is formatting and is left out.
 bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
   using Event = Xml::Tokenizer::Event;
-  using Node = TalSDK::MSaxUnhandledElement::Node;
   skipContent = true;
-  element.Clear();
-  element.SetSourceLine(tokenizer->LineColumn(currentOffset).first);
-  element.SetSourcePath(PathOfEnclosingElements());
+  const std::size_t start = currentOffset;
+  const int line = tokenizer->LineColumn(start).first;
+  std::shared_ptr<const std::string> path = PathOfEnclosingElements();
 
-  // Up to kGathered nodes are gathered before the element gets them; a larger element gets
-  // them in batches and grows as a vector does.
-  constexpr std::size_t kGathered = 256;
-  std::vector<Node>& nodes = captureNodes;
-  nodes.clear();
-  bool spilled = false;
-  const auto spill = [&] {
-    for (Node& node : nodes)
-      element.AppendNode(std::move(node));
-    nodes.clear();
-    spilled = true;
-  };
-  const auto addElement = [&](std::uint32_t depth, std::string_view name,
-                              const std::vector<Xml::Attribute>& attributes) {
-    Node& node = nodes.emplace_back();
-    node.depth = depth;
-    node.value.assign(name);
-    node.attributes.reserve(attributes.size());
-    for (const Xml::Attribute& a : attributes)
-      node.attributes.push_back({std::string(a.name), std::string(a.value)});
-    if (nodes.size() == kGathered) spill();
-  };
-  const auto addText = [&](std::uint32_t depth, std::string_view run) {
-    if (run.empty()) return;
-    Node& node = nodes.emplace_back();
-    node.kind = Node::Kind::Text;
-    node.depth = depth;
-    node.value.assign(run);
-    if (nodes.size() == kGathered) spill();
-  };
-  const auto finish = [&] {
-    if (!spilled) element.Reserve(nodes.size());
-    spill();
-  };
-
-  addElement(0, names[openCount - 1], CurrentAttributes());
-  if (content == Content::Consumed) {
-    // Read ahead for its text, which is all it holds.
-    if (textCached) addText(1, textView);
-    finish();
-    return true;
-  }
-  // With ReadAhead the tokenizer already stands right after the start tag again.
-  std::vector<unsigned char>& hasChildren = captureLevels;  // per open level, captured one first
-  hasChildren.clear();
-  hasChildren.push_back(0);
-  const auto flushText = [&](bool children) {
-    addText(static_cast<std::uint32_t>(hasChildren.size()), captureText.Finish(children));
-    captureText.Clear();
-  };
-  captureText.Clear();
-  for (;;) {
-    const Event event = tokenizer->Next(&captureText);
-    if (event == Event::StartElement) {
-      flushText(true);
-      hasChildren.back() = 1;
-      addElement(static_cast<std::uint32_t>(hasChildren.size()), tokenizer->Name(),
-                 tokenizer->Attributes());
-      hasChildren.push_back(0);
-    } else if (event == Event::EndElement) {
-      flushText(hasChildren.back() != 0);
-      hasChildren.pop_back();
-      if (hasChildren.empty()) break;
+  TalSDK::MSaxUnhandledElement& built = captureElement;
+  built.Clear();
+  try {
+    built.AppendElement(0, names[openCount - 1], CurrentAttributes());
+    if (content == Content::Consumed) {
+      // Read ahead for its text, which is all it holds.
+      if (textCached) built.AppendText(1, textView);
     } else {
-      break;  // not reached: the tokenizer refuses an unclosed element
+      // With ReadAhead the tokenizer already stands right after the start tag again.
+      std::vector<unsigned char>& hasChildren = captureLevels;  // per open level
+      hasChildren.clear();
+      hasChildren.push_back(0);
+      const auto flushText = [&](bool children) {
+        built.AppendText(static_cast<std::uint32_t>(hasChildren.size()),
+                         captureText.Finish(children));
+        captureText.Clear();
+      };
+      captureText.Clear();
+      for (;;) {
+        const Event event = tokenizer->Next(&captureText);
+        if (event == Event::StartElement) {
+          flushText(true);
+          hasChildren.back() = 1;
+          built.AppendElement(static_cast<std::uint32_t>(hasChildren.size()), tokenizer->Name(),
+                              tokenizer->Attributes());
+          hasChildren.push_back(0);
+        } else if (event == Event::EndElement) {
+          flushText(hasChildren.back() != 0);
+          hasChildren.pop_back();
+          if (hasChildren.empty()) break;
+        } else {
+          break;  // not reached: the tokenizer refuses an unclosed element
+        }
+      }
+      content = Content::Consumed;
     }
+  } catch (const std::length_error& error) {
+    tokenizer->Fail(start, error.what());
   }
-  content = Content::Consumed;
-  finish();
+  element = built;
+  element.SetSourceLine(line);
+  element.SetSourcePath(std::move(path));
+  // A very large capture gives its storage back rather than keeping it for the next one.
+  if (tokenizer->TagOffset() - start > (std::size_t{1} << 20)) built = {};
   return true;
 }
 

@@ -13,12 +13,13 @@
 #include <utility>
 #include <vector>
 
+#include <TalSDK/sdk/sax/ExtensibleObject.h>
+
 namespace TalSAX::Xml {
 
-struct Attribute {
-  std::string_view name;
-  std::string_view value;  // references resolved, white space normalised
-};
+// Views of an attribute's name and value (references resolved, white space normalised); the
+// kept elements' own type, so that a captured start tag's attributes are copied as they are.
+using Attribute = TalSDK::MSaxUnhandledElement::Attribute;
 
 // The text of one element, gathered run by run (a run is the text between two pieces of
 // markup, or a CDATA section). A single run that needed no decoding stays a view of the

@@ -172,7 +172,7 @@ TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
   ASSERT_EQ(set.GetNamedPostProcessingParameters().size(), 1u);
   std::vector<std::string> kept;
   for (const auto& element : set.GetUnhandledElements())
-    kept.push_back(element.GetTagName());
+    kept.emplace_back(element.GetTagName());
   EXPECT_EQ(kept, std::vector<std::string>({"BorderProcessParameters", "Unknown", "Parameters"}));
 
   // The border is copied into inner contours, points and support at its end tag; points then

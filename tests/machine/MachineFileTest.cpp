@@ -55,9 +55,8 @@ MachineParameters FullMachine() {
   m.m_zCompensationParameters.m_zCompType = 3;
   m.m_zCompensationParameters.m_angleFactors = {1000, -1};
   m.m_supportProfiles.emplace_back().SetSetting("ProfileName", "A");
-  using Node = TalSDK::MSaxUnhandledElement::Node;
   TalSDK::MSaxUnhandledElement lattice, newer;
-  lattice.AppendNode({Node::Kind::Element, 0, "Lattice", {{"spacing", "0.8"}}});
+  lattice.AppendElement(0, "Lattice", {{"spacing", "0.8"}});
   auto& b = m.m_supportProfiles.emplace_back();
   b.SetSetting("ProfileName", "B");
   b.AppendSetting(lattice);
@@ -74,9 +73,9 @@ MachineParameters FullMachine() {
   const double turned[16] = {0, -1, 0, 12.5, 1, 0, 0, -4, 0, 0, 1, 0, 0, 0, 0, 1};
   part.m_position.MakeFromDouble16(turned);
   m.m_qualityPartsProfiles.emplace_back().m_profileName = L"Empty";
-  newer.AppendNode({Node::Kind::Element, 0, "FromANewerVersion", {{"level", "2"}}});
-  newer.AppendNode({Node::Kind::Element, 1, "Inner", {}});
-  newer.AppendNode({Node::Kind::Text, 2, "text", {}});
+  newer.AppendElement(0, "FromANewerVersion", {{"level", "2"}});
+  newer.AppendElement(1, "Inner");
+  newer.AppendText(2, "text");
   m.AddUnhandledElement(newer);
   return m;
 }
@@ -211,8 +210,7 @@ TEST_F(MachineFileTest, LoadFailuresAndTheirMessages) {
 TEST_F(MachineFileTest, KeptElementIdsAreNotGivenToMeshes) {
   MachineParameters machine = FullMachine();
   TalSDK::MSaxUnhandledElement linked;
-  linked.AppendNode(
-      {TalSDK::MSaxUnhandledElement::Node::Kind::Element, 0, "Linked", {{"ID", "1"}}});
+  linked.AppendElement(0, "Linked", {{"ID", "1"}});
   machine.AddUnhandledElement(linked);
   const auto path = m_dir.File("ids.xml");
   ASSERT_TRUE(SaveToTMCF(machine, path.wstring().c_str()));

@@ -80,7 +80,8 @@ TalSDK::MSaxPersistExtensibleObject::ElementList KeptElements(
 
 std::string KeptElementPath(const MSaxUnhandledElement& element) {
   const std::string& parent = element.GetSourcePath();
-  return parent.empty() ? element.GetTagName() : parent + "/" + element.GetTagName();
+  std::string tag(element.GetTagName());
+  return parent.empty() ? tag : parent + "/" + tag;
 }
 
 // Every field the machine's description visits, indented by its depth below "Machine": blocks

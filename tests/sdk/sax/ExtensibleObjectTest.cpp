@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -142,12 +143,38 @@ TEST(ExtensibleObjectTest, DeepAndWideKeptElementsCopyCompareAndWriteBack) {
     Read("<Block>" + kept + "</Block>", block);
     Block copy = block;
     EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(copy) == block);
-    const auto& read = copy.GetUnhandledElements()[0].GetNodes();
+    const auto read = copy.GetUnhandledElements()[0].GetNodes();
     ASSERT_EQ(read.size(), nodes);
-    EXPECT_EQ(read.back().value, kept == wide ? "399" : "d");
+    EXPECT_EQ(read[nodes - 1].value, kept == wide ? "399" : "d");
     Block again;
     Read(Write(copy), again);
     EXPECT_TRUE(static_cast<const MSaxPersistExtensibleObject&>(again) == block);
     EXPECT_EQ(Write(again), Write(block));
   }
+}
+
+// Built node by node: text runs of one element join, empty text is no node, and a view into
+// the element itself stays valid while the element grows to take it.
+TEST(ExtensibleObjectTest, KeptElementsBuiltNodeByNode) {
+  MSaxUnhandledElement element("Outer", "lead");
+  element.AppendText(1, "ing");
+  element.AppendElement(1, "In", {{"a", "1"}, {"b", ""}});
+  element.AppendText(2, "");
+  MSaxUnhandledElement grown = element;  // a copy has no room to spare
+  grown.AppendText(1, grown.GetNodes()[1].value);
+  const auto nodes = grown.GetNodes();
+  ASSERT_EQ(nodes.size(), 4u);
+  EXPECT_EQ(nodes[1].value, "leading");
+  EXPECT_EQ(nodes[1].kind, MSaxUnhandledElement::Node::Kind::Text);
+  EXPECT_EQ(nodes[2].attributes[1], (MSaxUnhandledElement::Attribute{"b", ""}));
+  EXPECT_EQ(nodes[3].value, "leading");
+  EXPECT_TRUE(nodes[3].attributes.empty());
+  EXPECT_NE(grown, element);
+  grown = element;
+  EXPECT_EQ(grown, element);
+  element.Clear();
+  EXPECT_TRUE(element.IsEmpty());
+  EXPECT_EQ(element, MSaxUnhandledElement());
+  EXPECT_NE(grown, element);
+  EXPECT_THROW(element.AppendElement(0x80000000u, "deep"), std::length_error);
 }

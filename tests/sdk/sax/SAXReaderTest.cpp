@@ -172,12 +172,13 @@ TEST(SAXReaderTest, TextOfAContainerThenItsChildrenParentsAttributesAndCapture) 
       &probe);
   EXPECT_THAT(
       seen, ElementsAre("R[r1r2]<r in //", "A[a1a2]a in R//", "B[]- in A/R/", "Kept[tu]1 in R//"));
-  using Node = TalSDK::MSaxUnhandledElement::Node;
-  EXPECT_THAT(kept.GetNodes(),
-              ElementsAre(Node{Node::Kind::Element, 0, "Kept", {{"k", "1"}}},
-                          Node{Node::Kind::Text, 1, "t", {}},
-                          Node{Node::Kind::Element, 1, "In", {{"x", "y"}}},
-                          Node{Node::Kind::Text, 2, "i", {}}, Node{Node::Kind::Text, 1, "u", {}}));
+  TalSDK::MSaxUnhandledElement expected;
+  expected.AppendElement(0, "Kept", {{"k", "1"}});
+  expected.AppendText(1, "t");
+  expected.AppendElement(1, "In", {{"x", "y"}});
+  expected.AppendText(2, "i");
+  expected.AppendText(1, "u");
+  EXPECT_EQ(kept, expected);
 }
 
 // A syntax error found while reading ahead for a handler reaches the caller as the reader's

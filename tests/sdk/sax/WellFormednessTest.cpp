@@ -219,25 +219,26 @@ std::string Canonical(const TalSDK::MSaxUnhandledElement& element) {
     return out;
   };
   std::string out;
-  std::vector<const std::string*> open;
+  std::vector<std::string> open;
   const auto closeTo = [&](std::size_t depth) {
     for (; open.size() > depth; open.pop_back())
-      out += "</" + *open.back() + ">";
+      out += "</" + open.back() + ">";
   };
-  for (const Node& node : element.GetNodes()) {
+  for (const Node node : element.GetNodes()) {
     closeTo(node.depth);
     if (node.kind == Node::Kind::Text) {
       out += escaped(node.value);
       continue;
     }
-    auto attributes = node.attributes;
+    std::vector<TalSDK::MSaxUnhandledElement::Attribute> attributes(node.attributes.begin(),
+                                                                    node.attributes.end());
     std::sort(attributes.begin(), attributes.end(),
               [](const auto& x, const auto& y) { return x.name < y.name; });
-    out += "<" + node.value;
+    open.emplace_back(node.value);
+    out += "<" + open.back();
     for (const auto& attribute : attributes)
-      out += " " + attribute.name + "=\"" + escaped(attribute.value) + "\"";
+      out += " " + std::string(attribute.name) + "=\"" + escaped(attribute.value) + "\"";
     out += ">";
-    open.push_back(&node.value);
   }
   closeTo(0);
   return out;

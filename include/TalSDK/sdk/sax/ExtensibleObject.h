@@ -1,14 +1,18 @@
 #pragma once
 // Objects that keep the elements they do not understand, so that a document written by a
-// newer version survives a read and a write. Kept elements are stored flat (a pre-order list
-// of nodes with their depth), so storing, copying, comparing and destroying them never
-// recurses, whatever their depth.
+// newer version survives a read and a write. A kept element is stored flat, in one block: a
+// pre-order list of nodes with their depth, their attributes and all their texts. Storing,
+// copying, comparing and destroying it never recurses, whatever its depth, and costs one
+// allocation, whatever its size.
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,14 +22,57 @@
 
 namespace TalSDK {
 
-// One kept element with everything inside it.
+// One kept element with everything inside it. Names, texts and attributes are returned as
+// views into the element, valid until it is changed or destroyed.
 class TALSDK_SDK_EXPORT MSaxUnhandledElement {
  public:
   struct Attribute {
-    std::string name;
-    std::string value;
+    std::string_view name;
+    std::string_view value;
     bool operator==(const Attribute&) const = default;
   };
+
+  // The attributes of one element node, in document order.
+  class TALSDK_SDK_EXPORT Attributes {
+   public:
+    class iterator {
+     public:
+      using iterator_category = std::forward_iterator_tag;
+      using value_type = Attribute;
+      using difference_type = std::ptrdiff_t;
+      using pointer = void;
+      using reference = Attribute;
+      iterator() = default;
+      iterator(const Attributes* range, std::size_t index) : m_range(range), m_index(index) {}
+      Attribute operator*() const { return (*m_range)[m_index]; }
+      iterator& operator++() {
+        ++m_index;
+        return *this;
+      }
+      iterator operator++(int) { return {m_range, m_index++}; }
+      bool operator==(const iterator& other) const { return m_index == other.m_index; }
+
+     private:
+      const Attributes* m_range = nullptr;
+      std::size_t m_index = 0;
+    };
+
+    Attributes() = default;
+    Attributes(const std::uint32_t* records, std::size_t count, const char* chars)
+        : m_records(records), m_count(count), m_chars(chars) {}
+    std::size_t size() const { return m_count; }
+    bool empty() const { return m_count == 0; }
+    Attribute operator[](std::size_t index) const;
+    iterator begin() const { return {this, 0}; }
+    iterator end() const { return {this, m_count}; }
+    bool operator==(const Attributes& other) const;
+
+   private:
+    const std::uint32_t* m_records = nullptr;
+    std::size_t m_count = 0;
+    const char* m_chars = nullptr;
+  };
+
   // An element (name and attributes) or a run of text, at `depth` below the kept element
   // (the kept element itself is the first node, an element at depth 0). Text nodes are
   // the text of their enclosing element, in document order between its child elements.
@@ -33,16 +80,58 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
     enum class Kind : std::uint8_t { Element, Text };
     Kind kind = Kind::Element;
     std::uint32_t depth = 0;
-    std::string value;  // the element's name, or the text
-    std::vector<Attribute> attributes;
+    std::string_view value;  // the element's name, or the text
+    Attributes attributes;
     bool operator==(const Node&) const = default;
+  };
+
+  // The nodes in pre-order.
+  class TALSDK_SDK_EXPORT Nodes {
+   public:
+    class iterator {
+     public:
+      using iterator_category = std::forward_iterator_tag;
+      using value_type = Node;
+      using difference_type = std::ptrdiff_t;
+      using pointer = void;
+      using reference = Node;
+      iterator() = default;
+      iterator(const Nodes* range, std::size_t index) : m_range(range), m_index(index) {}
+      Node operator*() const { return (*m_range)[m_index]; }
+      iterator& operator++() {
+        ++m_index;
+        return *this;
+      }
+      iterator operator++(int) { return {m_range, m_index++}; }
+      bool operator==(const iterator& other) const { return m_index == other.m_index; }
+
+     private:
+      const Nodes* m_range = nullptr;
+      std::size_t m_index = 0;
+    };
+
+    explicit Nodes(const std::uint32_t* block) : m_block(block) {}
+    std::size_t size() const;
+    bool empty() const { return size() == 0; }
+    Node operator[](std::size_t index) const;
+    iterator begin() const { return {this, 0}; }
+    iterator end() const { return {this, size()}; }
+
+   private:
+    const std::uint32_t* m_block;  // null when the element is empty
   };
 
   MSaxUnhandledElement() = default;
   // A leaf element holding `text` (UTF-8).
-  MSaxUnhandledElement(std::string name, std::string text = {});
+  MSaxUnhandledElement(std::string_view name, std::string_view text = {});
+  // A copy takes one allocation of exactly the size it needs.
+  MSaxUnhandledElement(const MSaxUnhandledElement& other);
+  MSaxUnhandledElement(MSaxUnhandledElement&&) noexcept = default;
+  MSaxUnhandledElement& operator=(const MSaxUnhandledElement& other);
+  MSaxUnhandledElement& operator=(MSaxUnhandledElement&&) noexcept = default;
+  ~MSaxUnhandledElement() = default;
 
-  const std::string& GetTagName() const;
+  std::string_view GetTagName() const;
   // True when the element carries the attribute required="true".
   bool IsRequired() const;
   // Where the element was found ("Machine/Platform"), for messages; not compared.
@@ -53,23 +142,32 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   int GetSourceLine() const { return m_sourceLine; }
   void SetSourceLine(int line) { m_sourceLine = line; }
 
-  const std::vector<Node>& GetNodes() const { return m_nodes; }
-  // Builds the element node by node, in pre-order; depths must follow the tree. A text node
+  Nodes GetNodes() const { return Nodes(m_block.get()); }
+  // Build the element node by node, in pre-order; depths must follow the tree. A text node
   // right after a text node of the same element extends it (text and CDATA runs are written
-  // back as one text).
-  void AppendNode(Node node);
-  // Room for `nodes` nodes in all, so that appending them allocates once.
-  void Reserve(std::size_t nodes) { m_nodes.reserve(nodes); }
-  void Clear() { m_nodes.clear(); }
-  bool IsEmpty() const { return m_nodes.empty(); }
+  // back as one text); empty text is no node. Both throw std::length_error when the element
+  // would outgrow its 32-bit positions (4 GiB of text, 2^28 nodes and attributes).
+  void AppendElement(std::uint32_t depth, std::string_view name,
+                     std::initializer_list<Attribute> attributes = {});
+  void AppendElement(std::uint32_t depth, std::string_view name,
+                     std::span<const Attribute> attributes);
+  void AppendText(std::uint32_t depth, std::string_view text);
+  // Keeps the storage, so that an element rebuilt many times allocates only as it grows.
+  void Clear();
+  bool IsEmpty() const { return GetNodes().empty(); }
 
   // Structural equality: names, attributes in order, texts, children in order.
-  bool operator==(const MSaxUnhandledElement& other) const { return m_nodes == other.m_nodes; }
+  bool operator==(const MSaxUnhandledElement& other) const;
 
  private:
   static const std::string& NoPath();
+  // Room for `nodes`, `attributes` and `chars` more. When that reallocates, returns the old
+  // block, which the caller keeps until it has copied views that may point into it.
+  std::unique_ptr<std::uint32_t[]> Grow(std::size_t nodes, std::size_t attributes,
+                                        std::size_t chars);
+  std::uint32_t AddChars(std::string_view text);
 
-  std::vector<Node> m_nodes;
+  std::unique_ptr<std::uint32_t[]> m_block;         // null when empty and never built
   std::shared_ptr<const std::string> m_sourcePath;  // null when empty
   int m_sourceLine = 0;
 };
