@@ -116,9 +116,8 @@ TEST(SlicingTest, SetDefaults) {
   post.m_bordersFirst = false;
   post.SetDefaults();
   EXPECT_TRUE(post == MPostParameters());
-  for (const Mode& node : post.GetExtensibleObjectNodes()) {
+  for (const Mode& node : post.GetExtensibleObjectNodes())
     EXPECT_EQ(node.GetOperatingMode(), Mode::eIgnoreUnhandledElements);
-  }
 
   MHatchParameters hatch;
   hatch.m_style.m_staggered = true;

@@ -82,9 +82,8 @@ TEST(SAXWriterTest, EscapesTextAndAttributes) {
 TEST(SAXWriterTest, StringsRoundTripExactly) {
   for (const std::wstring value :
        {L"", L"   ", L"\t", L" lead", L"trail ", L"a\r\nb\rc", L"\n\n", L"<a>&amp;</a>", L"]]>",
-        L"quote \" '", L"Grüße ⌀", L"\U0001F600x", L"\U0010FFFF", L"\uFFFD\uE000"}) {
+        L"quote \" '", L"Grüße ⌀", L"\U0001F600x", L"\U0010FFFF", L"\uFFFD\uE000"})
     EXPECT_EQ(WideRoundTrip(value), value);
-  }
   std::mt19937 random(20261121);
   const std::wstring tricky = L" \t\r\n&<>\"]";
   const std::pair<std::uint32_t, std::uint32_t> ranges[] = {
@@ -113,23 +112,20 @@ TEST(SAXWriterTest, RefusesWhatCannotBeReadBackAndNamesTheElement) {
        },
        "one root element"},
   };
-  for (const auto& [step, expected] : cases) {
+  for (const auto& [step, expected] : cases)
     EXPECT_THAT(WriteFailure(step), HasSubstr(expected));
-  }
 }
 
 // Names: letters, '_' and ':' anywhere, digits, '-' and '.' after the first, and any
 // character beyond ASCII; the neighbours of each range are refused.
 TEST(SAXWriterTest, ElementNames) {
-  for (const char* name : {"azAZ_:09-.", "z", "Z", "_", ":", "\xC3\x80"}) {
+  for (const char* name : {"azAZ_:09-.", "z", "Z", "_", ":", "\xC3\x80"})
     EXPECT_EQ(WriteFailure([&](SAXWriter& w) { w.StartTag(name); }), "") << name;
-  }
   for (const char* name :
-       {"", "1st", "9", "-a", ".a", "a`", "a{", "a@", "a[", "a/", "a,", "a;", "a\x7F", "\xC3"}) {
+       {"", "1st", "9", "-a", ".a", "a`", "a{", "a@", "a[", "a/", "a,", "a;", "a\x7F", "\xC3"})
     EXPECT_THAT(WriteFailure([&](SAXWriter& w) { w.StartTag(name); }),
                 HasSubstr("is not a valid element name"))
         << name;
-  }
 }
 
 TEST(SAXWriterTest, ObjectIdsNeverCollideWithRegisteredOnes) {
