@@ -218,7 +218,6 @@ TEST(BuildTimeTest, FragmentUnitsFollowTheDependencyAndTheUserUnit) {
       {P::DeltaX, p, p * f},
       {P::NumberOfStls, p, p},
       {P::FixedTime, 1.0, 1.0},
-      {P::ZProjSurface, 0.0, 0.0},
       {P::XMin, 0.0, 0.0},
       {P::MeasuredBuildTime, 0.0, 0.0},
       {P::LaserPower, 0.0, 0.0}};

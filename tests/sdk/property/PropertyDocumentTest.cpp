@@ -108,6 +108,7 @@ TEST(PropertyDocumentTest, PropertiesRoundTripInOrderAndOnlyPersistentOnesAreSav
   const std::wstring path = directory.File("document.xml").wstring();
   ASSERT_TRUE(document.Save(path));
   MPropertyDocument loaded;
+  loaded.AddProperty(L"dropped by the load", L"Text");
   std::wstring message;
   ASSERT_TRUE(loaded.Load(path, &message)) << StringConversion::NativeToUtf8(message);
   EXPECT_EQ(loaded.GetPropertyNames(), (std::vector<std::wstring>{L"zeta", L"Länge ü"}));

@@ -71,10 +71,12 @@ TEST(SAXWriterTest, EscapesTextAndAttributes) {
                   MSAXTagWriter a(writer, "a");
                   writer.WriteAttribute("v", "\"<&>\t\n\r'");
                   writer.WriteText("x & y < z > w\r\n\"'");
+                  writer.WriteFloatValue(1.5f, 3, true);
+                  writer.WriteDoubleValue(0.1, 0, false);
                 },
                 false),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?><a v=\"&quot;&lt;&amp;&gt;&#9;&#10;&#13;'\">"
-            "x &amp; y &lt; z &gt; w&#13;\n\"'</a>");
+            "x &amp; y &lt; z &gt; w&#13;\n\"'1.5000.10000000000000001</a>");
 }
 
 // Hand-picked strings, then random ones over all characters XML 1.0 allows, weighted towards
@@ -158,6 +160,8 @@ TEST(SAXWriterTest, FilesAndDescriptors) {
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Machine>\n  <Name>half</Name>\n"
             "</Machine>");
   SAXWriter writer(nullptr);
+  EXPECT_FALSE(writer.Open(dir.File("z.xml").wstring().c_str(), TalSAX::eEncryptionNone,
+                           TalSAX::ESAXCompressionLevel{9}, true));  // plain XML only
   EXPECT_FALSE(writer.OpenDescriptor(-1, "none"));
   const int fd = ::open(dir.File("d.xml").c_str(), O_WRONLY | O_CREAT, 0644);
   ASSERT_GE(fd, 0);
