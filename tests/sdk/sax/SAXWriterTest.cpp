@@ -162,6 +162,7 @@ TEST(SAXWriterTest, FilesAndDescriptors) {
   SAXWriter writer(nullptr);
   EXPECT_FALSE(writer.Open(dir.File("z.xml").wstring().c_str(), TalSAX::eEncryptionNone,
                            TalSAX::ESAXCompressionLevel{9}, true));  // plain XML only
+  EXPECT_FALSE(writer.Open(L"", TalSAX::eEncryptionNone, TalSAX::eCompressionNone, true));
   EXPECT_FALSE(writer.OpenDescriptor(-1, "none"));
   const int fd = ::open(dir.File("d.xml").c_str(), O_WRONLY | O_CREAT, 0644);
   ASSERT_GE(fd, 0);
