@@ -8,6 +8,7 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -155,7 +156,7 @@ Paths Read(const std::string& content, ISAXPersistBase& block) {
   return paths;
 }
 
-// "path kind text; " for every visited entry.
+// "path kind text; " for every visited entry of a block, or of a mesh named "Mesh".
 template <class B>
 std::string Visited(const B& block) {
   std::string lines;
@@ -164,7 +165,10 @@ std::string Visited(const B& block) {
     lines += (v.text.empty() ? "" : " " + std::string(v.text));
     lines += v.compared ? "; " : " (not compared); ";
   });
-  block.VisitFields(visit);
+  if constexpr (std::is_same_v<B, MStlBase>)
+    Detail::VisitMesh(block, visit, "Mesh");
+  else
+    block.VisitFields(visit);
   return lines;
 }
 
@@ -362,23 +366,17 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
   EXPECT_EQ(Visited(parent), common);  // the absent optional is left out
   parent.m_extra = Leaf(7);
   EXPECT_EQ(Visited(parent), common + "Extra integer 7; ");
-}
 
-// A mesh shows its counts, and its box and volume when it has triangles.
-TEST(DescriptionTest, VisitedMeshes) {
+  // A mesh shows its counts, and its box and volume when it has triangles.
   MStlBase mesh;
   mesh.SetName(L"M");
-  std::string lines;
-  TalAM::FieldVisit visit([&](const TalAM::FieldView& v) {
-    lines += std::string(v.path) + "=" + std::string(v.text) + "; ";
-  });
-  Detail::VisitMesh(mesh, visit, "Mesh");
+  const std::string empty = Visited(mesh);
   ASSERT_TRUE(mesh.SetGeometry({{0, 0, 0}, {2, 0, 0}, {0, 1, 0}}, {{{0, 1, 2}}}));
-  Detail::VisitMesh(mesh, visit, "Mesh");
-  EXPECT_EQ(lines,
-            "Mesh=0 triangles, 0 vertices; Mesh/Name=M; Mesh/Triangles=0; Mesh/Vertices=0; "
-            "Mesh=1 triangles, 3 vertices; Mesh/Name=M; Mesh/Triangles=1; Mesh/Vertices=3; "
-            "Mesh/BoundingBox=0 0 0 2 1 0; Mesh/Volume=0; ");
+  EXPECT_EQ(empty + Visited(mesh),
+            "Mesh mesh 0 triangles, 0 vertices; Mesh/Name string M; Mesh/Triangles integer 0; "
+            "Mesh/Vertices integer 0; Mesh mesh 1 triangles, 3 vertices; Mesh/Name string M; "
+            "Mesh/Triangles integer 1; Mesh/Vertices integer 3; "
+            "Mesh/BoundingBox string 0 0 0 2 1 0; Mesh/Volume double 0; ");
 }
 
 // Two fields with one tag are refused, counting the item tags of lists standing directly in the

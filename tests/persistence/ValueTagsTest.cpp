@@ -71,9 +71,8 @@ TEST(ValueTagsTest, EachTypeIsWrittenInItsOwnForm) {
        "<V>1234.6</V>"},
       {"double fixed", [](auto& w) { WriteValueTag(w, "V", 2.0 / 3.0, 2, true); }, "<V>0.67</V>"},
   };
-  for (const Case& c : cases) {
+  for (const Case& c : cases)
     EXPECT_EQ(Body(c.write), c.expected) << c.name;
-  }
 }
 
 // A value that is not a character cannot be encoded; the failure names the element, also

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -31,36 +32,45 @@ std::string ReadSet(const std::string& content, MMachineQualityParts& parts) {
   return paths;
 }
 
+// "name@m00,m03,m33 " of each item, by key: the corners and the x translation of its position.
 std::string Names(const MMachineQualityParts& parts) {
-  std::string names;
-  for (const auto& [name, item] : parts.m_items)
-    names +=
-        StringConversion::NativeToUtf8(name) + "@" + std::to_string(item.m_position(0, 3)) + " ";
-  return names;
+  std::ostringstream names;
+  for (const auto& [name, item] : parts.m_items) {
+    const MMTransformMatrix& m = item.m_position;
+    names << StringConversion::NativeToUtf8(name) << "@" << m(0, 0) << "," << m(0, 3) << ","
+          << m(3, 3) << " ";
+  }
+  return names.str();
 }
 
-const std::string kIdentity = "1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1";
+// An item named "A" at `position`.
+std::string Item(const std::string& position) {
+  return "<Item><Name>A</Name><Position>" + position + "</Position></Item>";
+}
 
 // "Name" creates the item the other tags fill; before it, and inside a duplicate, they have no
-// item and are refused.
-TEST(QualityPartsTest, ItemReaderOrder) {
+// item and are refused. A position is sixteen numbers separated by white space, row by row; a
+// short or unreadable one is refused, its matrix taking the numbers read before the fault.
+TEST(QualityPartsTest, ItemReaderOrderAndPositions) {
   struct Case {
     const char* name;
-    std::string content, names, refused;  // names: name@x-translation of each item, by key
+    std::string content, names, refused;
     std::size_t logged;
   };
   const std::string shifted = "1 0 0 5 0 1 0 0 0 0 1 0 0 0 0 1";
   const std::vector<Case> cases = {
-      {"name first", "<Item><Name>A</Name><Position>" + shifted + "</Position></Item>",
-       "A@5.000000 ", "", 0},
+      {"name first", Item(shifted), "A@1,5,1 ", "", 0},
       {"position before name", "<Item><Position>" + shifted + "</Position><Name>A</Name></Item>",
-       "A@0.000000 ", "Q/Item/Position ", 0},
+       "A@1,0,1 ", "Q/Item/Position ", 0},
       {"nothing but unknowns", "<Item><Future/><Mesh/><Support/></Item>", "",
        "Q/Item/Future Q/Item/Mesh Q/Item/Support ", 0},
-      {"duplicate keeps the first",
-       "<Item><Name>A</Name><Position>" + shifted + "</Position></Item><Item><Name>A</Name>" +
-           "<Position>" + kIdentity + "</Position></Item>",
-       "A@5.000000 ", "Q/Item/Name Q/Item/Position ", 1},
+      {"duplicate keeps the first", Item(shifted) + Item("1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1"),
+       "A@1,5,1 ", "Q/Item/Name Q/Item/Position ", 1},
+      {"lines and tabs", Item("2 0 0 1\n0 2 0 0\t0 0 2 0 0 0 0 7"), "A@2,1,7 ", "", 0},
+      {"spaces around", Item("  2 0 0 1 0 2 0 0 0 0 2 0 0 0 0 7 "), "A@2,1,7 ", "", 0},
+      {"fifteen", Item("2 0 0 1 0 2 0 0 0 0 2 0 0 0 0"), "A@2,1,0 ", "Q/Item/Position ", 0},
+      {"unreadable", Item("2 x 0 1 0 2 0 0 0 0 2 0 0 0 0 7"), "A@2,0,0 ", "Q/Item/Position ", 0},
+      {"empty: the matrix is untouched", Item(""), "A@1,0,1 ", "Q/Item/Position ", 0},
   };
   for (const Case& c : cases) {
     const auto log = std::make_shared<CapturedLog>();
@@ -74,25 +84,6 @@ TEST(QualityPartsTest, ItemReaderOrder) {
                                        "MSAXQualityPartItemHelper::HandleTag \"Name\""
                                        " - reading invalid data: m_name already exist"))
         << c.name;
-  }
-}
-
-TEST(QualityPartsTest, PositionIsSixteenNumbersRowByRow) {
-  // The text, whether it is accepted, and the matrix at rows and columns 0 and 3 afterwards.
-  for (const auto& [text, accepted, first, last] :
-       std::vector<std::tuple<std::string, bool, double, double>>{
-           {"2 0 0 1\n0 2 0 0\t0 0 2 0 0 0 0 7", true, 2, 7},
-           {"  2 0 0 1 0 2 0 0 0 0 2 0 0 0 0 7 ", true, 2, 7},
-           {"2 0 0 1 0 2 0 0 0 0 2 0 0 0 0", false, 2, 0},  // fifteen: the rest is zero
-           {"2 x 0 1 0 2 0 0 0 0 2 0 0 0 0 7", false, 2, 0},
-           {"", false, 1, 1},  // empty: refused, the matrix untouched
-       }) {
-    MMachineQualityParts parts;
-    EXPECT_EQ(ReadSet("<Item><Name>A</Name><Position>" + text + "</Position></Item>", parts),
-              accepted ? "" : "Q/Item/Position ")
-        << text;
-    const MMTransformMatrix& read = parts.m_items.at(L"A").m_position;
-    EXPECT_EQ(std::pair(read(0, 0), read(3, 3)), std::pair(first, last)) << text;
   }
 }
 
@@ -134,15 +125,13 @@ TEST(QualityPartsTest, EqualityAndOrder) {
   EXPECT_NE(copy.m_mesh.get(), geometry.m_items.at(L"A").m_mesh.get());
   EXPECT_EQ(copy.m_mesh->GetVertexCount(), 1u);
 
-  const auto named = [](const wchar_t* name) {
-    MMachineQualityParts parts;
-    parts.m_profileName = name;
-    parts.m_enabled = name[0] == L'b';  // the switches do not order
-    return parts;
-  };
-  EXPECT_TRUE(named(L"ab") < named(L"b"));
-  EXPECT_FALSE(named(L"b") < named(L"ab"));
-  EXPECT_FALSE(named(L"ab") < named(L"ab"));
+  MMachineQualityParts ab, b;
+  ab.m_profileName = L"ab";
+  b.m_profileName = L"b";
+  b.m_enabled = !ab.m_enabled;  // the switches do not order
+  EXPECT_TRUE(ab < b);
+  EXPECT_FALSE(b < ab);
+  EXPECT_FALSE(ab < ab);
 }
 
 // What the tool shows of a position: its translation, and whether the part is turned or scaled.

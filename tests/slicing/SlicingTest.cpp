@@ -22,12 +22,6 @@ using TestSupport::TryWriteBlock;
 using TestSupport::WriteBlock;
 using Mode = TalSDK::MSaxPersistExtensibleObject;
 
-namespace {
-
-const std::string kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-
-}  // namespace
-
 TEST(SlicingTest, SliceFormatTextsBothWays) {
   using enum SliceFormat;
   // The numbers are those of machine files and of the application.
@@ -43,8 +37,8 @@ TEST(SlicingTest, SliceFormatTextsBothWays) {
     format.m_format = value;
     back.m_format = value == pellin ? cli : pellin;
     const std::string written = WriteBlock("FormatParameters", format);
-    EXPECT_EQ(written, kHeader + "<FormatParameters>\n  <Format>" + text +
-                           "</Format>\n  <Units>50</Units>\n</FormatParameters>\n");
+    EXPECT_THAT(written, EndsWith("\n<FormatParameters>\n  <Format>" + std::string(text) +
+                                  "</Format>\n  <Units>50</Units>\n</FormatParameters>\n"));
     EXPECT_TRUE(ReadBlock(written, back).empty());
     EXPECT_EQ(back.m_format, value);
   }
@@ -57,8 +51,8 @@ TEST(SlicingTest, SliceFormatTextsBothWays) {
   for (const int gap : {1, 7, 44, -1}) {
     SCOPED_TRACE(gap);
     format.m_format = static_cast<SliceFormat>(gap);
-    EXPECT_EQ(TryWriteBlock("FormatParameters", format),
-              std::make_pair(false, kHeader + "<FormatParameters/>\n"));
+    EXPECT_THAT(TryWriteBlock("FormatParameters", format),
+                Pair(false, EndsWith("\n<FormatParameters/>\n")));
   }
 }
 
@@ -116,9 +110,8 @@ TEST(SlicingTest, SetDefaults) {
   post.m_bordersFirst = false;
   post.SetDefaults();
   EXPECT_TRUE(post == MPostParameters());
-  for (const Mode& node : post.GetExtensibleObjectNodes()) {
+  for (const Mode& node : post.GetExtensibleObjectNodes())
     EXPECT_EQ(node.GetOperatingMode(), Mode::eIgnoreUnhandledElements);
-  }
 
   MHatchParameters hatch;
   hatch.m_style.m_staggered = true;

@@ -16,14 +16,12 @@
 
 namespace {
 
-// A property holding a text, written as the element's text.
+// A property of type "Text" holding a text, written as the element's text.
 class TextProperty : public IPersistentProperty {
  public:
-  explicit TextProperty(std::wstring type) : m_type(std::move(type)) {}
-
   IPersistentProperty* Assign(const IPersistentProperty& other) override {
     const auto* same = dynamic_cast<const TextProperty*>(&other);
-    if (same == nullptr || same->m_type != m_type) return nullptr;
+    if (same == nullptr) return nullptr;
     m_text = same->m_text;
     m_locked = same->m_locked;
     return this;
@@ -45,27 +43,22 @@ class TextProperty : public IPersistentProperty {
     return true;
   }
   bool HandleValue(TalSAX::ISAXReader& reader) override { return reader.ReadValue(m_text); }
-  std::wstring GetTypeOfProperty() const override { return m_type; }
+  std::wstring GetTypeOfProperty() const override { return L"Text"; }
   IPersistentPropertyPolymorphicValue* GetPolymorphicValue() override { return nullptr; }
   const IPersistentPropertyPolymorphicValue* GetPolymorphicValue() const override {
     return nullptr;
   }
 
   std::wstring m_text;
-  std::wstring m_type;
   bool m_locked = false;
   bool m_persistent = true;
 };
 
 class TextCreator : public IPersistentPropertyCreator {
  public:
-  explicit TextCreator(std::wstring type) : m_type(std::move(type)) {}
   IPersistentProperty* create(const std::wstring& typeName) override {
-    return typeName == m_type ? new TextProperty(m_type) : nullptr;
+    return typeName == L"Text" ? new TextProperty() : nullptr;
   }
-
- private:
-  std::wstring m_type;
 };
 
 std::wstring TextOf(const IPersistentProperty* property) {
@@ -76,13 +69,13 @@ std::wstring TextOf(const IPersistentProperty* property) {
 // Creators are known while they exist, asked in registration order; a clone is made by them
 // and takes the value and the locked flag.
 TEST(PersistentPropertyCreatorsTest, KnownWhileTheCreatorExistsAndMakeClones) {
-  TextProperty original(L"Text");
+  TextProperty original;
   original.m_text = L"abc";
   original.SetLocked(true);
   EXPECT_EQ(PersistentPropertyCreators::Create(L"Text"), nullptr);
   {
-    const TextCreator first(L"Text");
-    const TextCreator second(L"Text");
+    const TextCreator first;
+    const TextCreator second;
     const auto creators = PersistentPropertyCreators::GetCreators();
     ASSERT_GE(creators.size(), 2u);
     EXPECT_EQ(creators[creators.size() - 2], &first);
@@ -100,7 +93,7 @@ TEST(PersistentPropertyCreatorsTest, KnownWhileTheCreatorExistsAndMakeClones) {
 }
 
 TEST(PropertyDocumentTest, PropertiesRoundTripInOrderAndOnlyPersistentOnesAreSaved) {
-  const TextCreator creator(L"Text");
+  const TextCreator creator;
   MPropertyDocument document;
   EXPECT_EQ(document.AddProperty(L"x", L"NoSuchType"), nullptr);
   dynamic_cast<TextProperty&>(*document.AddProperty(L"zeta", L"Text")).m_text = L"first";
@@ -115,6 +108,7 @@ TEST(PropertyDocumentTest, PropertiesRoundTripInOrderAndOnlyPersistentOnesAreSav
   const std::wstring path = directory.File("document.xml").wstring();
   ASSERT_TRUE(document.Save(path));
   MPropertyDocument loaded;
+  loaded.AddProperty(L"dropped by the load", L"Text");
   std::wstring message;
   ASSERT_TRUE(loaded.Load(path, &message)) << StringConversion::NativeToUtf8(message);
   EXPECT_EQ(loaded.GetPropertyNames(), (std::vector<std::wstring>{L"zeta", L"Länge ü"}));
@@ -126,7 +120,7 @@ TEST(PropertyDocumentTest, PropertiesRoundTripInOrderAndOnlyPersistentOnesAreSav
 }
 
 TEST(PropertyDocumentTest, UnknownTypesAndElementsAreKeptAndWrittenBack) {
-  const TextCreator creator(L"Text");
+  const TextCreator creator;
   const std::string input =
       "<PropertyDocument>"
       "<Property Name=\"later\" Type=\"FutureType\"><Deep A=\"1\">x</Deep></Property>"

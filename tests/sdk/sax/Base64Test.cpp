@@ -42,59 +42,53 @@ std::optional<std::vector<std::byte>> Decoded(std::string_view text) {
   return Decoded(text, B64::DecodedSizeUpperBound(text.size()));
 }
 
-std::vector<std::byte> RandomBytes(std::mt19937& rng, std::size_t n) {
-  std::vector<std::byte> bytes(n);
-  for (auto& b : bytes)
-    b = static_cast<std::byte>(rng());
-  return bytes;
-}
-
 }  // namespace
 
-TEST(Base64, Rfc4648Vectors) {
-  for (auto [plain, text] : {std::pair{""sv, ""sv},
-                             {"f"sv, "Zg=="sv},
-                             {"fo"sv, "Zm8="sv},
-                             {"foo"sv, "Zm9v"sv},
-                             {"foob"sv, "Zm9vYg=="sv},
-                             {"fooba"sv, "Zm9vYmE="sv},
-                             {"foobar"sv, "Zm9vYmFy"sv},
-                             {"\xFB\xFF\xBF"sv, "+/+/"sv},
-                             {"\0\0\0"sv, "AAAA"sv}}) {
-    EXPECT_EQ(Encoded(Bytes(plain)), text);
+// The vectors of RFC 4648 and a few more; texts without white space are also how their bytes
+// encode, white space anywhere else is ignored.
+TEST(Base64, KnownTexts) {
+  const std::pair<std::string_view, std::string_view> cases[] = {{"", ""},
+                                                                 {"f", "Zg=="},
+                                                                 {"fo", "Zm8="},
+                                                                 {"foo", "Zm9v"},
+                                                                 {"foob", "Zm9vYg=="},
+                                                                 {"fooba", "Zm9vYmE="},
+                                                                 {"foobar", "Zm9vYmFy"},
+                                                                 {"\xFB\xFF\xBF", "+/+/"},
+                                                                 {"\0\0\0"sv, "AAAA"},
+                                                                 {"foobar", " Zm9v\r\nYmFy\t"},
+                                                                 {"foob", "Zm9vYg=\n="},
+                                                                 {"foob", "Zm9vYg==  \n"},
+                                                                 {"fooba", "\nZ m 9 v Y m E ="},
+                                                                 {"", " \n\t"}};
+  for (const auto& [plain, text] : cases) {
     EXPECT_EQ(Decoded(text), Bytes(plain)) << text;
-  }
-}
-
-// Every length up to 100 reaches both decoding paths and every tail; a capacity of exactly
-// the decoded size is enough, one byte less is refused.
-TEST(Base64, RandomRoundTripsAndCapacity) {
-  std::mt19937 rng(42);
-  for (std::size_t n = 0; n <= 100; ++n) {
-    const auto bytes = RandomBytes(rng, n);
-    const std::string text = Encoded(bytes);
-    EXPECT_EQ(Decoded(text), bytes) << n;
-    EXPECT_EQ(Decoded(text, n), bytes) << n;
-    if (n > 0) {
-      EXPECT_EQ(Decoded(text, n - 1), std::nullopt) << n;
+    if (text.find_first_of(" \t\r\n") == std::string_view::npos) {
+      EXPECT_EQ(Encoded(Bytes(plain)), text);
     }
   }
 }
 
-TEST(Base64, WhiteSpaceAnywhereIsIgnored) {
-  for (auto [text, plain] : {std::pair{" Zm9v\r\nYmFy\t", "foobar"},
-                             {"Zm9vYg=\n=", "foob"},
-                             {"Zm9vYg==  \n", "foob"},
-                             {"\nZ m 9 v Y m E =", "fooba"}}) {
-    EXPECT_EQ(Decoded(text), Bytes(plain)) << text;
+// Every length up to 100 reaches both decoding paths and every tail, also with white space put
+// in anywhere, and a bad character anywhere fails; a capacity of exactly the decoded size is
+// enough, one byte less is refused.
+TEST(Base64, RandomRoundTripsAndCapacity) {
+  std::mt19937 rng(42);
+  for (std::size_t n = 0; n <= 100; ++n) {
+    std::vector<std::byte> bytes(n);
+    for (auto& b : bytes)
+      b = static_cast<std::byte>(rng());
+    std::string text = Encoded(bytes);
+    EXPECT_EQ(Decoded(text, n), bytes) << n;
+    if (n == 0) continue;
+    EXPECT_EQ(Decoded(text, n - 1), std::nullopt) << n;
+    std::string bad = text;
+    bad[rng() % bad.size()] = '*';
+    EXPECT_EQ(Decoded(bad), std::nullopt) << bad;
+    for (int i = 0; i < 3; ++i)
+      text.insert(rng() % text.size(), 1, " \t\r\n"[rng() % 4]);
+    EXPECT_EQ(Decoded(text), bytes) << text;
   }
-  std::mt19937 rng(7);
-  const auto bytes = RandomBytes(rng, 5000);
-  std::string text = Encoded(bytes);
-  for (int i = 0; i < 300; ++i)
-    text.insert(rng() % text.size(), 1, " \t\r\n"[rng() % 4]);
-  EXPECT_EQ(Decoded(text), bytes);
-  EXPECT_EQ(Decoded(" \n\t"), std::vector<std::byte>{});
 }
 
 TEST(Base64, MalformedTextFails) {
@@ -104,12 +98,4 @@ TEST(Base64, MalformedTextFails) {
                                    "Zm\xC3\xA9", "Zm9-",      "Zm9_", "Zm\0v"sv};
   for (const std::string_view text : kBad)
     EXPECT_EQ(Decoded(text), std::nullopt) << text;
-  // A bad character deep inside a long run, where the fast path handles the groups.
-  std::mt19937 rng(3);
-  const std::string good = Encoded(RandomBytes(rng, 3000));
-  for (const std::size_t pos : {0u, 1u, 17u, 2000u, 3999u}) {
-    std::string text = good;
-    text[pos] = '*';
-    EXPECT_EQ(Decoded(text), std::nullopt) << pos;
-  }
 }

@@ -71,10 +71,12 @@ TEST(SAXWriterTest, EscapesTextAndAttributes) {
                   MSAXTagWriter a(writer, "a");
                   writer.WriteAttribute("v", "\"<&>\t\n\r'");
                   writer.WriteText("x & y < z > w\r\n\"'");
+                  writer.WriteFloatValue(1.5f, 3, true);
+                  writer.WriteDoubleValue(0.1, 0, false);
                 },
                 false),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?><a v=\"&quot;&lt;&amp;&gt;&#9;&#10;&#13;'\">"
-            "x &amp; y &lt; z &gt; w&#13;\n\"'</a>");
+            "x &amp; y &lt; z &gt; w&#13;\n\"'1.5000.10000000000000001</a>");
 }
 
 // Hand-picked strings, then random ones over all characters XML 1.0 allows, weighted towards
@@ -82,9 +84,8 @@ TEST(SAXWriterTest, EscapesTextAndAttributes) {
 TEST(SAXWriterTest, StringsRoundTripExactly) {
   for (const std::wstring value :
        {L"", L"   ", L"\t", L" lead", L"trail ", L"a\r\nb\rc", L"\n\n", L"<a>&amp;</a>", L"]]>",
-        L"quote \" '", L"Grüße ⌀", L"\U0001F600x", L"\U0010FFFF", L"\uFFFD\uE000"}) {
+        L"quote \" '", L"Grüße ⌀", L"\U0001F600x", L"\U0010FFFF", L"\uFFFD\uE000"})
     EXPECT_EQ(WideRoundTrip(value), value);
-  }
   std::mt19937 random(20261121);
   const std::wstring tricky = L" \t\r\n&<>\"]";
   const std::pair<std::uint32_t, std::uint32_t> ranges[] = {
@@ -113,23 +114,20 @@ TEST(SAXWriterTest, RefusesWhatCannotBeReadBackAndNamesTheElement) {
        },
        "one root element"},
   };
-  for (const auto& [step, expected] : cases) {
+  for (const auto& [step, expected] : cases)
     EXPECT_THAT(WriteFailure(step), HasSubstr(expected));
-  }
 }
 
 // Names: letters, '_' and ':' anywhere, digits, '-' and '.' after the first, and any
 // character beyond ASCII; the neighbours of each range are refused.
 TEST(SAXWriterTest, ElementNames) {
-  for (const char* name : {"azAZ_:09-.", "z", "Z", "_", ":", "\xC3\x80"}) {
+  for (const char* name : {"azAZ_:09-.", "z", "Z", "_", ":", "\xC3\x80"})
     EXPECT_EQ(WriteFailure([&](SAXWriter& w) { w.StartTag(name); }), "") << name;
-  }
   for (const char* name :
-       {"", "1st", "9", "-a", ".a", "a`", "a{", "a@", "a[", "a/", "a,", "a;", "a\x7F", "\xC3"}) {
+       {"", "1st", "9", "-a", ".a", "a`", "a{", "a@", "a[", "a/", "a,", "a;", "a\x7F", "\xC3"})
     EXPECT_THAT(WriteFailure([&](SAXWriter& w) { w.StartTag(name); }),
                 HasSubstr("is not a valid element name"))
         << name;
-  }
 }
 
 TEST(SAXWriterTest, ObjectIdsNeverCollideWithRegisteredOnes) {
@@ -162,6 +160,9 @@ TEST(SAXWriterTest, FilesAndDescriptors) {
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Machine>\n  <Name>half</Name>\n"
             "</Machine>");
   SAXWriter writer(nullptr);
+  EXPECT_FALSE(writer.Open(dir.File("z.xml").wstring().c_str(), TalSAX::eEncryptionNone,
+                           TalSAX::ESAXCompressionLevel{9}, true));  // plain XML only
+  EXPECT_FALSE(writer.Open(L"", TalSAX::eEncryptionNone, TalSAX::eCompressionNone, true));
   EXPECT_FALSE(writer.OpenDescriptor(-1, "none"));
   const int fd = ::open(dir.File("d.xml").c_str(), O_WRONLY | O_CREAT, 0644);
   ASSERT_GE(fd, 0);

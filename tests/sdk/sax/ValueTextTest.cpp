@@ -66,15 +66,12 @@ TEST(ValueText, IntegersAtTheirLimitsAndBeyond) {
 }
 
 TEST(ValueText, Booleans) {
-  EXPECT_EQ(Text(true), "true");
-  EXPECT_EQ(Text(false), "false");
+  EXPECT_EQ(Text(true) + Text(false), "truefalse");
   for (auto [text, expected] :
-       {std::pair{"true", true}, {"1", true}, {" false\n", false}, {"0", false}}) {
+       {std::pair{"true", true}, {"1", true}, {" false\n", false}, {"0", false}})
     EXPECT_EQ(ParseInto(text, !expected), std::make_pair(true, expected)) << text;
-  }
-  for (const char* bad : {"", "TRUE", "yes", "2", "01", "t"}) {
+  for (const char* bad : {"", "TRUE", "yes", "2", "01", "t"})
     EXPECT_EQ(ParseInto(bad, true), std::make_pair(false, true)) << bad;
-  }
 }
 
 TEST(ValueText, FloatingPointTexts) {
@@ -99,21 +96,20 @@ TEST(ValueText, FloatingPointParsing) {
                                 {"inf", inf},
                                 {"-INF", -inf},
                                 {"Infinity", inf},
-                                {"0e-999", 0.0}}) {
+                                {"0e-999", 0.0},
+                                {"1e-40", 1e-40},  // a float denormal
+                                {"3.4028235e38", 3.4028235e38}}) {
     EXPECT_EQ(ParseInto(text, 7.0), std::make_pair(true, expected)) << text;
     EXPECT_EQ(ParseInto(text, 7.0f), std::make_pair(true, static_cast<float>(expected))) << text;
   }
   EXPECT_TRUE(std::isnan(ParseInto("NaN", 7.0).second));
   EXPECT_TRUE(std::signbit(ParseInto("-0", 7.0f).second));
   // Denormals are read; finite texts that overflow or that round a non-zero value to zero fail.
-  EXPECT_EQ(ParseInto("1e-40", 7.0f), std::make_pair(true, 1e-40f));
   EXPECT_EQ(ParseInto("4.9e-324", 7.0), std::make_pair(true, 4.9e-324));
-  EXPECT_EQ(ParseInto("3.4028235e38", 7.0f).first, true);
-  for (const char* bad : {"1e39", "-1e39", "3.4028236e38", "1e-50", "1e-46"}) {
+  for (const char* bad : {"1e39", "-1e39", "3.4028236e38", "1e-50", "1e-46"})
     EXPECT_EQ(ParseInto(bad, 7.0f), std::make_pair(false, 7.0f)) << bad;
-  }
-  for (const char* bad : {"1e309", "-1e309", "1e-400", "", " ", "+1", "0x1p3", "0x10", "1e", "1,5",
-                          "1.5f", "- 1", "infinit", "1 2"}) {
+  for (const char* bad : {"1e309", "-1e309", "1e-400", "", " ", "-", "+1", "0x1p3", "0x10", "1e",
+                          "1,5", "1.5f", "- 1", "infinit", "1 2"}) {
     EXPECT_EQ(ParseInto(bad, 7.0), std::make_pair(false, 7.0)) << bad;
     EXPECT_EQ(ParseInto(bad, 7.0f), std::make_pair(false, 7.0f)) << bad;
   }
@@ -152,10 +148,9 @@ TEST(ValueText, UnaffectedByTheProcessLocale) {
   const std::string previous = std::setlocale(LC_ALL, nullptr);
   const char* comma = nullptr;
   for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR.utf8",
-                           "nl_NL.UTF-8", "ru_RU.UTF-8"}) {
+                           "nl_NL.UTF-8", "ru_RU.UTF-8"})
     if (!comma && std::setlocale(LC_ALL, name) && std::localeconv()->decimal_point == ","sv)
       comma = name;
-  }
   if (comma == nullptr) {
     std::setlocale(LC_ALL, previous.c_str());
     FAIL() << "no locale with a decimal comma is installed; scripts/install-deps.sh generates "
