@@ -69,6 +69,15 @@ std::unique_ptr<std::uint32_t[]> MakeBlock(const std::uint32_t* from, std::size_
   return block;
 }
 
+// Appends `text` to the block's characters and writes its offset and size to `position`.
+void AddChars(std::uint32_t* block, std::string_view text, std::uint32_t* position) {
+  position[0] = block[kChars];
+  position[1] = static_cast<std::uint32_t>(text.size());
+  if (!text.empty())
+    std::memcpy(const_cast<char*>(Chars(block)) + block[kChars], text.data(), text.size());
+  block[kChars] += position[1];
+}
+
 // A node's depth shares its word with its kind.
 void CheckDepth(std::uint32_t depth) {
   if (depth > 0x7FFFFFFFu) throw std::length_error("a kept element may be at most 2^31 deep");
@@ -157,15 +166,6 @@ std::unique_ptr<std::uint32_t[]> MSaxUnhandledElement::Grow(std::size_t nodes,
   return old;  // the caller's views may point into it until it has appended them
 }
 
-std::uint32_t MSaxUnhandledElement::AddChars(std::string_view text) {
-  std::uint32_t* const block = m_block.get();
-  const std::uint32_t offset = block[kChars];
-  if (!text.empty())
-    std::memcpy(const_cast<char*>(Chars(block)) + offset, text.data(), text.size());
-  block[kChars] += static_cast<std::uint32_t>(text.size());
-  return offset;
-}
-
 void MSaxUnhandledElement::AppendElement(std::uint32_t depth, std::string_view name,
                                          std::initializer_list<Attribute> attributes) {
   AppendElement(depth, name, std::span<const Attribute>(attributes.begin(), attributes.size()));
@@ -183,15 +183,12 @@ void MSaxUnhandledElement::AppendElement(std::uint32_t depth, std::string_view n
       const_cast<std::uint32_t*>(NodeRecords(block)) + kRecordWords * block[kNodes]++;
   record[0] = depth << 1;
   record[1] = block[kAttributes];
-  record[3] = static_cast<std::uint32_t>(name.size());
-  record[2] = AddChars(name);
+  AddChars(block, name, record + 2);
   for (const Attribute& attribute : attributes) {
     std::uint32_t* out =
         const_cast<std::uint32_t*>(AttributeRecords(block)) + kRecordWords * block[kAttributes]++;
-    out[1] = static_cast<std::uint32_t>(attribute.name.size());
-    out[0] = AddChars(attribute.name);
-    out[3] = static_cast<std::uint32_t>(attribute.value.size());
-    out[2] = AddChars(attribute.value);
+    AddChars(block, attribute.name, out);
+    AddChars(block, attribute.value, out + 2);
   }
 }
 
@@ -208,19 +205,18 @@ void MSaxUnhandledElement::AppendText(std::uint32_t depth, std::string_view text
   const bool extends = last != nullptr && last[0] == ((depth << 1) | 1);
   const auto keepAlive = Grow(extends ? 0 : 1, 0, text.size());
   std::uint32_t* const block = m_block.get();
-  std::uint32_t* record =
-      const_cast<std::uint32_t*>(NodeRecords(block)) + kRecordWords * (block[kNodes] - 1);
+  std::uint32_t* const records = const_cast<std::uint32_t*>(NodeRecords(block));
   if (extends) {
-    record[3] += static_cast<std::uint32_t>(text.size());
-    AddChars(text);
+    std::uint32_t* record = records + kRecordWords * (nodes - 1);
+    std::uint32_t added[2];
+    AddChars(block, text, added);
+    record[3] += added[1];
     return;
   }
-  record += kRecordWords;
-  ++block[kNodes];
+  std::uint32_t* record = records + kRecordWords * block[kNodes]++;
   record[0] = (depth << 1) | 1;
   record[1] = block[kAttributes];
-  record[3] = static_cast<std::uint32_t>(text.size());
-  record[2] = AddChars(text);
+  AddChars(block, text, record + 2);
 }
 
 void MSaxUnhandledElement::Clear() {

@@ -165,7 +165,6 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   // block, which the caller keeps until it has copied views that may point into it.
   std::unique_ptr<std::uint32_t[]> Grow(std::size_t nodes, std::size_t attributes,
                                         std::size_t chars);
-  std::uint32_t AddChars(std::string_view text);
 
   std::unique_ptr<std::uint32_t[]> m_block;         // null when empty and never built
   std::shared_ptr<const std::string> m_sourcePath;  // null when empty
