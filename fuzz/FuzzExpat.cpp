@@ -278,7 +278,25 @@ bool HasNonAsciiName(std::string_view input) {
 //  - a version other than 1.x in the declaration: expat does not check the number;
 //  - a non-ASCII character in a name: expat classifies them by the older name tables (Unicode
 //    2.0 based), the reader by the current ones, so each accepts names the other refuses.
-bool Excluded(std::string_view input, bool weAccept, const std::string& ourError) {
+bool Excluded(std::string_view input, bool weAccept, const std::string& ourError,
+              const Kept& ourRoot) {
+  // What we accepted names exactly the names we read: the rough scan below can be misled by
+  // markup characters inside comments, CDATA or attribute values.
+  const auto nonAscii = [](std::string_view name) {
+    for (const char c : name) {
+      if (static_cast<unsigned char>(c) >= 0x80) return true;
+    }
+    return false;
+  };
+  if (weAccept) {
+    for (const Kept::Node node : ourRoot.GetNodes()) {
+      if (node.kind == Kept::Node::Kind::Text) continue;
+      if (nonAscii(node.value)) return true;
+      for (const Kept::Attribute attribute : node.attributes) {
+        if (nonAscii(attribute.name)) return true;
+      }
+    }
+  }
   if (!weAccept) {
     for (const char* limit : {"only UTF-8 documents are read", "not a UTF-8 document",
                               "nested deeper than", "element limit", "is not 1.x"}) {
@@ -334,7 +352,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool weAccept = ReadWithUs(input, expat.reading.elements, ours, ourError);
 
   if (weAccept != expatAccepts) {
-    if (Excluded(input, weAccept, ourError)) return 0;
+    if (Excluded(input, weAccept, ourError, ours.kept)) return 0;
     Die(weAccept ? "accepted, but expat refuses" : "refused, but expat accepts", input,
         weAccept ? "expat: " + expatError : "ours: " + ourError);
   }
