@@ -172,6 +172,11 @@ TEST(ExtensibleObjectTest, KeptElementsBuiltNodeByNode) {
   EXPECT_NE(grown, element);
   grown = element;
   EXPECT_EQ(grown, element);
+  MSaxUnhandledElement otherValue("Outer", "leading");
+  otherValue.AppendElement(1, "In", {{"a", "1"}, {"b", "2"}});
+  EXPECT_NE(otherValue, element);
+  const MSaxUnhandledElement none, noneCopied = none;
+  EXPECT_TRUE(noneCopied.IsEmpty());
   element.Clear();
   EXPECT_TRUE(element.IsEmpty());
   EXPECT_EQ(element, MSaxUnhandledElement());

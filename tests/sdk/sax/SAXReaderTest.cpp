@@ -194,6 +194,20 @@ TEST(SAXReaderTest, ErrorsFoundWhileReadingAheadNameTheirPlace) {
         SAXReader(true, nullptr).ParseBuffer("<R>\n<A>x<B>&nope;</B></A></R>", &probe, "doc.xml");
       },
       FailsWith("doc.xml:2:8: not well-formed XML: undefined entity '&nope;'"));
+
+  // A reader that failed inside a captured element captures the next document's from scratch.
+  SAXReader reused(true, nullptr);
+  TalSDK::MSaxUnhandledElement kept;
+  Probe capture;
+  capture.onTag = [&](const std::string& tag, TalSAX::ISAXReader& reader) {
+    return tag != "K" || reader.CaptureElement(kept);
+  };
+  EXPECT_THAT([&] { reused.ParseBuffer("<R><K><a><b>&nope;</b></a></K></R>", &capture); },
+              FailsWith("undefined entity"));
+  reused.ParseBuffer("<R><K><a/></K></R>", &capture);
+  TalSDK::MSaxUnhandledElement expected("K");
+  expected.AppendElement(1, "a");
+  EXPECT_EQ(kept, expected);
 }
 
 TEST(SAXReaderTest, SizeAndElementLimitsOfFilesAndBuffers) {
