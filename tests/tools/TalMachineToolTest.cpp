@@ -148,8 +148,6 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"show - <$EX", 0, "^File: +<stdin>\nName: +M2 Cusing", "", 0},
       {"check - <$EX", 0, "^<stdin>: OK \\(3 unknown elements kept\\)\n$", "", 0},
       {"get - Machine/Name <$EX", 0, "^M2 Cusing 250\n$", "", 0},
-      {"set - Machine/Platform/Envelope/Dx 300000 <$EX", 0, "<Dx>300000</Dx>", "", 0},
-      {"new - --name Piped", 0, "<Name>Piped</Name>", "", 0},
       // A text the document cannot hold fails on one line, with nothing on the standard output.
       {"new - --name 'bell \x07'", 1, "^$", "^tal-machine: <stdout>: [^\n]*U\\+0007[^\n]*\n$", 1},
       // Usage errors: one line, status 2; the top-level message lists every command.
