@@ -130,7 +130,7 @@ TEST(CLFileTest, WriteResultRulesDifferPerClass) {
 }
 
 // Sets are routed by the "Name" that opens them. Content that no route takes is kept, not
-// lost and not refused, and written back after the known content.
+// lost and not refused, and written back after the known content, in a block as at the top.
 TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
   MCLParameters set;
   const std::string content =
@@ -146,7 +146,9 @@ TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
       "<ComponentPostProcessParameters><Parameters><Unknown/></Parameters>"
       "<Parameters><Name>Post</Name><SkinWidth>1</SkinWidth><IslandParameters>"
       "<IslandsOrientation>x</IslandsOrientation></IslandParameters></Parameters>"
-      "</ComponentPostProcessParameters><Parameters><Name>Loose</Name></Parameters>";
+      "</ComponentPostProcessParameters><Parameters><Name>Loose</Name></Parameters>"
+      "<SliceParameters><Later/></SliceParameters>"
+      "<PlatformParameters><QuadrantParameters><Future/></QuadrantParameters></PlatformParameters>";
   const TalAM::CLLoadResult result =
       TalAM::ReadCLParameterDocument(set, kHead + content + "</CLParameterFile>", "t");
   EXPECT_TRUE(result.success && result.refusedElements.empty());
@@ -180,6 +182,8 @@ TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
   std::string document;
   ASSERT_TRUE(TalAM::WriteCLParameterDocument(set, document));
   EXPECT_LT(document.find("<Name>A</Name>"), document.find("<Name>Part</Name>"));
+  EXPECT_LT(document.find("<ThicknessFine>"), document.find("<Later/>"));
+  EXPECT_LT(document.find("<QuadrantOverlapY>"), document.find("<Future/>"));
   EXPECT_TRUE(Has(document, "<PlatformZ>300.00099999999998</PlatformZ>"));
   EXPECT_TRUE(Has(document, "<Thickness>0.029999999999999999</Thickness>"));
   MCLParameters loaded;

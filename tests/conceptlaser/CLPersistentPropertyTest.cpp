@@ -178,8 +178,8 @@ TEST(CLPersistentPropertyTest, HostDocumentRoundTrip) {
   EXPECT_TRUE(document.Save(path));
 }
 
-// An indexed collection reads its items by their "Index", refusing one that is not a whole
-// number, and reports success.
+// An indexed collection reads its items by their "Index", refusing one without it or with one
+// that is not a whole number, and reports success.
 TEST(CLPersistentPropertyTest, IndexedItemsNeedAWholeNumberAsIndex) {
   struct Holder : ISAXPersistHelper {
     bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
@@ -189,10 +189,10 @@ TEST(CLPersistentPropertyTest, IndexedItemsNeedAWholeNumberAsIndex) {
     IndexedProperties<MCLScanningParameters> items;
     bool handled = false;
   } holder;
-  EXPECT_EQ(
-      TestSupport::ReadBlock("<R><V><Item Index=\"12x\"/><Item Index=\"-3\"/></V></R>", holder)
-          .size(),
-      1u);
+  EXPECT_EQ(TestSupport::ReadBlock("<R><V><Item Index=\"12x\"/><Item/><Item Index=\"-3\"/></V></R>",
+                                   holder)
+                .size(),
+            2u);
   EXPECT_TRUE(holder.handled);
   ASSERT_EQ(holder.items.GetCount(), 1u);
   EXPECT_EQ(holder.items.begin()->first, -3);
