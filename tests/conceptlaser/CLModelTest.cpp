@@ -76,10 +76,8 @@ TEST(CLModelTest, OffsetCacheIsFilledOnce) {
   MCLPostProcessParameters post;
   post.SetIncrementalInsideOffset(3, 100);
   EXPECT_EQ(post.m_individualInsideOffsets, std::vector<std::int32_t>({100, 200, 300}));
-  EXPECT_TRUE(post.m_individualOutsideOffsets.empty());
   post.SetIncrementalInsideOffset(2, 50);
-  EXPECT_EQ(post.m_insideOffsetCount, 2u);
-  EXPECT_EQ(post.m_insideOffsetInterval, 50);
+  EXPECT_EQ(std::pair(post.m_insideOffsetCount, post.m_insideOffsetInterval), std::pair(2u, 50));
   EXPECT_EQ(post.m_individualInsideOffsets, std::vector<std::int32_t>({100, 200, 300}));
   post.SetIncrementalOutsideOffset(2, -40);
   EXPECT_EQ(post.m_individualOutsideOffsets, std::vector<std::int32_t>({-40, -80}));

@@ -36,19 +36,15 @@ std::pair<std::wstring, int> Dump(const T& value) {
 TEST(CLTextDumpTest, LaserAndPostProcessSets) {
   MCLBuildParameters laser;
   laser.m_laserSaturationTime = 99;  // never printed
-  EXPECT_EQ(Dump(laser), std::pair(std::wstring(L"Build params:\n"
-                                                L"\t\tPower:           \t100\n"
-                                                L"\t\tFocus:           \t50\n"
-                                                L"\t\tSpeed:           \t600\n"
-                                                L"\t\tExposure:        \t300\n"
-                                                L"\t\tOnDelay:         \t80\n"
-                                                L"\t\tOffDelay:        \t300\n"
-                                                L"\t\tMarkDelay:       \t0\n"
-                                                L"\t\tPolygonDelay:    \t0\n"
-                                                L"\t\tJumpDelay:       \t0\n"
-                                                L"\t\tJumpDelayMin:    \t500\n"
-                                                L"\t\tJumpDelayMax:    \t1000\n"),
-                                   11));
+  EXPECT_EQ(Dump(laser),
+            std::pair(std::wstring(L"Build params:\n"
+                                   L"\t\tPower:           \t100\n\t\tFocus:           \t50\n"
+                                   L"\t\tSpeed:           \t600\n\t\tExposure:        \t300\n"
+                                   L"\t\tOnDelay:         \t80\n\t\tOffDelay:        \t300\n"
+                                   L"\t\tMarkDelay:       \t0\n\t\tPolygonDelay:    \t0\n"
+                                   L"\t\tJumpDelay:       \t0\n\t\tJumpDelayMin:    \t500\n"
+                                   L"\t\tJumpDelayMax:    \t1000\n"),
+                      11));
 
   MCLPostProcessParameters post;
   post.SetNoCore();

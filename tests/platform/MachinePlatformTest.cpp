@@ -25,6 +25,8 @@
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Property;
+using ::testing::Throws;
 using Platform = MSAXMachinePlatform;
 using Shape = MSAXMachinePlatform::PlatformShape;
 using Direction = MSAXMachinePlatform::Direction;
@@ -73,35 +75,63 @@ void MakeTriangle(MStlBase& mesh, const std::wstring& name) {
 
 }  // namespace
 
-TEST(MachinePlatformTest, ShapeIsStrictWhileAxesAndDirectionsFallBack) {
+// One element read into a platform whose shape is a circle and whose position is (7, 8, 9).
+TEST(MachinePlatformTest, ShapeAndPointsAreStrictWhileAxesAndDirectionsFallBack) {
   using G = Platform::GasFlow;
   using R = Platform::Recoater;
   const struct {
     const char* tag;
     const char* text;
     bool refused;
-    std::optional<G> gasFlow;
-    std::optional<R> recoater;
+    Point position = {7, 8, 9};
+    std::optional<G> gasFlow = {};
+    std::optional<R> recoater = {};
   } cases[] = {
       // Reading any tag of an indication engages it with its defaults.
-      {"Shape", "box", true, {}, {}},
-      {"Shape", "Circle ", true, {}, {}},
-      {"GasFlowDirectionAxis", "y", false, G{}, {}},
-      {"GasFlowDirection", "Double", false, G{}, {}},  // the recoater's only
-      {"RecoaterDirection", "Double", false, {}, R{false, DirectionAxis::X, Direction::Double}},
-      {"RecoaterDirection", "Both", false, {}, R{}},
-      {"RecoaterDirectionAxis", "Z", false, {}, R{}},
+      {"Shape", "box", true},
+      {"Shape", "Circle ", true},
+      {"GasFlowDirectionAxis", "y", false, {7, 8, 9}, G{}},
+      {"GasFlowDirection", "Double", false, {7, 8, 9}, G{}},  // the recoater's only
+      {"RecoaterDirection", "Double", false, {7, 8, 9}, {}, R{.direction = Direction::Double}},
+      {"RecoaterDirection", "Both", false, {7, 8, 9}, {}, R{}},
+      {"RecoaterDirectionAxis", "Z", false, {7, 8, 9}, {}, R{}},
+      // Values before a failing one stay; the failing one takes what the stream stores (0, or
+      // the nearest limit when out of range).
+      {"Position", " \n-4\t5  -6 ", false, {-4, 5, -6}},
+      {"Position", "1 2 3 extra", false, {1, 2, 3}},
+      {"Position", "-2147483648 2147483647 0", false, {kMin, kMax, 0}},
+      {"Position", "", true},
+      {"Position", "   ", true},
+      {"Position", "1 2", true, {1, 2, 9}},
+      {"Position", "1 2 99999999999", true, {1, 2, kMax}},
+      {"Position", "x 2 3", true, {0, 8, 9}},
+      {"Position", "1.5 2 3", true, {1, 0, 9}},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.tag) + " " + c.text);
+    SCOPED_TRACE(std::string(c.tag) + " '" + c.text + "'");
     Platform platform;
     platform.m_shape = Shape::Circle;
+    platform.m_position = {7, 8, 9};
     EXPECT_EQ(Read(std::string("<") + c.tag + ">" + c.text + "</" + c.tag + ">", platform),
               c.refused ? 1u : 0u);
     EXPECT_EQ(platform.m_shape, Shape::Circle);
+    EXPECT_EQ(platform.m_position, c.position);
     EXPECT_EQ(platform.m_gasFlow, c.gasFlow);
     EXPECT_EQ(platform.m_recoater, c.recoater);
   }
+
+  // Digits are never grouped, whatever the process locale does.
+  struct Grouping : std::numpunct<char> {
+    char do_thousands_sep() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  const std::locale previous =
+      std::locale::global(std::locale(std::locale::classic(), new Grouping));
+  Platform platform;
+  const std::size_t refused = Read("<Position>1,000 2 3</Position>", platform);
+  std::locale::global(previous);
+  EXPECT_EQ(refused, 1u);
+  EXPECT_EQ(platform.m_position.x, 1);
 }
 
 // Values without a text of their own are written as the nearest one. (Engaged indications
@@ -120,76 +150,7 @@ TEST(MachinePlatformTest, ValuesWithoutTextAreWrittenAsTheNearestOne) {
   }
 }
 
-TEST(MachinePlatformTest, CoordinateTriples) {
-  const struct {
-    const char* text;
-    bool refused;
-    Point after;  // read into (7, 8, 9)
-  } cases[] = {
-      // Values before a failing one stay; the failing one takes what the stream stores (0, or
-      // the nearest limit when out of range).
-      {" \n-4\t5  -6 ", false, {-4, 5, -6}},
-      {"1 2 3 extra", false, {1, 2, 3}},
-      {"-2147483648 2147483647 0", false, {kMin, kMax, 0}},
-      {"", true, {7, 8, 9}},
-      {"   ", true, {7, 8, 9}},
-      {"1 2", true, {1, 2, 9}},
-      {"1 2 99999999999", true, {1, 2, kMax}},
-      {"x 2 3", true, {0, 8, 9}},
-      {"1.5 2 3", true, {1, 0, 9}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string("'") + c.text + "'");
-    Platform platform;
-    platform.m_position = {7, 8, 9};
-    EXPECT_EQ(Read(std::string("<Position>") + c.text + "</Position>", platform),
-              c.refused ? 1u : 0u);
-    EXPECT_EQ(platform.m_position, c.after);
-  }
-
-  // Digits are never grouped, whatever the process locale does.
-  struct Grouping : std::numpunct<char> {
-    char do_thousands_sep() const override { return ','; }
-    std::string do_grouping() const override { return "\3"; }
-  };
-  const std::locale previous =
-      std::locale::global(std::locale(std::locale::classic(), new Grouping));
-  Platform platform;
-  const std::size_t refused = Read("<Position>1,000 2 3</Position>", platform);
-  std::locale::global(previous);
-  EXPECT_EQ(refused, 1u);
-  EXPECT_EQ(platform.m_position.x, 1);
-}
-
-// The mesh takes no part in equality (the values of the file are left to the example-wide
-// check), and SetDefaults removes it.
-TEST(MachinePlatformTest, EqualityIgnoresTheMeshAndDefaultsRemoveIt) {
-  Platform platform;
-  MakeTriangle(*platform.m_platformStl.GetPlatformStl(true), L"plate");
-  EXPECT_TRUE(platform == Platform());
-  EXPECT_FALSE(Platform() != platform);
-  platform.SetDefaults();
-  EXPECT_FALSE(platform.m_platformStl.Enabled());
-}
-
-TEST(MachinePlatformTest, IsBiggerThanPlatformFollowsTheShape) {
-  Platform platform;
-  platform.m_envelope = Envelope(100, 200, 200);
-  const TalSDK::Math::boundingbox<int, 3> wide({0, 0, 0}, {140, 140, 10});  // diagonal < 200
-  const TalSDK::Math::boundingbox<int, 3> deep({0, 0, 0}, {100, 200, 10});  // diagonal > 200
-  // Box, Circle, and a shape that names no outline: everything fits.
-  const std::pair<Shape, std::pair<bool, bool>> cases[] = {{Shape::Box, {true, false}},
-                                                           {Shape::Circle, {false, true}},
-                                                           {static_cast<Shape>(2), {false, false}}};
-  for (const auto& [shape, bigger] : cases) {
-    platform.m_shape = shape;
-    EXPECT_EQ(std::pair(platform.IsBiggerThanPlatform(wide), platform.IsBiggerThanPlatform(deep)),
-              bigger)
-        << static_cast<int>(shape);
-  }
-}
-
-TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimits) {
+TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimitsAndTheCircleExtent) {
   const struct {
     MSAXMachineEnvelope envelope;
     TalSDK::Math::boundingbox<int, 3> box;
@@ -212,35 +173,36 @@ TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimits) {
       {Envelope(1000000000, 5, 1), {{-1000000000, 7, 0}, {1000000000, 7, 1}}, true, false},
       {Envelope(kMax, kMax, 1), {{0, 0, 0}, {kMax, kMax, 1}}, false, false},
   };
+  // The platform tests its envelope by its shape; a shape that names no outline fits anything.
   for (std::size_t i = 0; i < std::size(cases); ++i) {
     const auto& c = cases[i];
-    EXPECT_EQ(c.envelope.IsBiggerThanBoxPltform(c.box), c.biggerThanBox) << "case " << i;
-    EXPECT_EQ(c.envelope.IsBiggerThanCirclePlatform_Fast(c.box), c.biggerThanCircle)
-        << "case " << i;
+    Platform platform;
+    platform.m_envelope = c.envelope;
+    std::vector<bool> bigger;
+    for (const Shape shape : {Shape::Box, Shape::Circle, static_cast<Shape>(2)}) {
+      platform.m_shape = shape;
+      bigger.push_back(platform.IsBiggerThanPlatform(c.box));
+    }
+    EXPECT_EQ(bigger, (std::vector<bool>{c.biggerThanBox, c.biggerThanCircle, false})) << i;
   }
 
-  // The circle test follows m_circleExtent, which only differs from m_dx when set apart.
-  MSAXMachineEnvelope apart = Envelope(1000, 1000, 1000);
-  apart.m_circleExtent = 100;
-  EXPECT_TRUE(apart.IsBiggerThanCirclePlatform_Fast({{0, 0, 0}, {150, 150, 1}}));
-}
-
-// Only a read "Dx" sets the circle extent; values that do not convert are refused, changing
-// nothing; SetDefaults resets the circle extent too.
-TEST(MachineEnvelopeTest, CircleExtentFollowsDxReadAndDefaults) {
+  // Only a read "Dx" sets the circle extent, which the circle test follows rather than m_dx;
+  // values that do not convert are refused, changing nothing; SetDefaults resets the extent too.
   MSAXMachineEnvelope read;
   read.m_circleExtent = 5;
   EXPECT_EQ(Read("<Dy>20</Dy><Dz>30</Dz><Dx>x</Dx><Dy>3000000000</Dy>", read), 2u);
   EXPECT_TRUE(read == Envelope(10000000, 20, 30));
-  EXPECT_EQ(read.m_circleExtent, 5);
+  EXPECT_TRUE(read.IsBiggerThanCirclePlatform_Fast({{0, 0, 0}, {8, 8, 1}}));
   Read("<Dx>1</Dx>", read);
   EXPECT_EQ(read.m_circleExtent, 1);
   read.SetDefaults();
   EXPECT_EQ(read.m_circleExtent, 10000000);
 }
 
-TEST(MachineLaserOverlapsTest, ReadingRefusesUnknownOrientationsAndMalformedColours) {
-  // Each overlap starts from the defaults; a refused value keeps what was read before it.
+// Each overlap starts from the defaults; a refused value keeps what was read before it. An
+// orientation without a text is written empty, which reading refuses, leaving X; the overlap is
+// still written and read. SetDefaults empties the list.
+TEST(MachineLaserOverlapsTest, UnknownOrientationsAndMalformedColoursAreRefused) {
   Overlaps read;
   EXPECT_EQ(Read("<Overlap><Orientation>Y</Orientation><Position>-5</Position>"
                  "<Width>7</Width><Color> 0 0.25\t1 0.5 </Color></Overlap>"
@@ -257,11 +219,7 @@ TEST(MachineLaserOverlapsTest, ReadingRefusesUnknownOrientationsAndMalformedColo
   EXPECT_TRUE(read.m_overlaps[1] == MakeOverlap(DirectionAxis::X, 9, 0));
   EXPECT_EQ(read.m_overlaps[1].color, (TalSDK::Common::Color{1.0f, 0.0f, 0.0f, 1.0f}));
   EXPECT_TRUE(read.m_overlaps[2] == Overlap());
-}
 
-// An orientation without a text is written empty, which reading refuses, leaving X; the
-// overlap is still written and read. SetDefaults empties the list.
-TEST(MachineLaserOverlapsTest, OrientationWithoutTextAndReset) {
   Overlaps list;
   list.m_overlaps = {MakeOverlap(static_cast<DirectionAxis>(2), 5, -6)};
   const std::string text = TestSupport::WriteBlock("LaserOverlaps", list);
@@ -274,7 +232,7 @@ TEST(MachineLaserOverlapsTest, OrientationWithoutTextAndReset) {
   EXPECT_TRUE(back == Overlaps());
 }
 
-TEST(MachinePlatformStlTest, EachHolderOwnsOneMeshUntilDisabled) {
+TEST(MachinePlatformStlTest, EachHolderOwnsOneMeshWrittenWhenEnabledAndReplacedWhole) {
   Holder source;
   EXPECT_EQ(source.GetPlatformStl(false), nullptr);
   MStlBase* const mesh = source.GetPlatformStl(true);
@@ -307,40 +265,36 @@ TEST(MachinePlatformStlTest, EachHolderOwnsOneMeshUntilDisabled) {
   EXPECT_FALSE(copy.Enabled());
   moved.EnablePlatformStl(false);
   EXPECT_EQ(std::as_const(moved).GetPlatformStl(), nullptr);
-}
 
-// Without a mesh nothing of it is written; an empty one is framed in full, before the kept
-// elements. (A mesh with geometry is read and written back by the example-wide round trip.)
-TEST(MachinePlatformStlTest, MeshIsWrittenOnlyWhenEnabled) {
-  Holder holder;
-  holder.AddUnhandledElement({"Future", "1"});
-  EXPECT_EQ(TestSupport::WriteBlock("PlatformStl", holder).find("Mesh"), std::string::npos);
-  holder.EnablePlatformStl(true);
-  EXPECT_EQ(TestSupport::WriteBlock("PlatformStl", holder),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<PlatformStl>\n"
-            "  <Mesh>\n"
-            "    <Name/>\n"
-            "    <Vertices/>\n"
-            "    <Triangles/>\n"
-            "  </Mesh>\n"
-            "  <Future>1</Future>\n"
-            "</PlatformStl>\n");
-}
+  // Without a mesh nothing of it is written; an empty one is framed in full, before the kept
+  // elements. A second "Mesh" replaces the first whole. (A mesh with geometry is read and
+  // written back by the example-wide round trip.) The platform's equality ignores the mesh,
+  // and its SetDefaults removes it.
+  copy.AddUnhandledElement({"Future", "1"});
+  EXPECT_EQ(TestSupport::WriteBlock("PlatformStl", copy).find("Mesh"), std::string::npos);
+  copy.EnablePlatformStl(true);
+  EXPECT_EQ(TestSupport::WriteBlock("PlatformStl", copy),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PlatformStl>\n"
+            "  <Mesh>\n    <Name/>\n    <Vertices/>\n    <Triangles/>\n  </Mesh>\n"
+            "  <Future>1</Future>\n</PlatformStl>\n");
 
-TEST(MachinePlatformStlTest, SecondMeshReplacesTheFirst) {
-  Holder read;
-  MakeTriangle(*read.GetPlatformStl(true), L"before");
-  Read("<Mesh><Name>first</Name><Color>red</Color></Mesh><Mesh><Name>second</Name></Mesh>", read);
-  const MStlBase& mesh = *std::as_const(read).GetPlatformStl();
-  EXPECT_EQ(mesh.GetName(), L"second");
-  EXPECT_EQ(mesh.GetTriangleCount(), 0u);
-  EXPECT_TRUE(mesh.GetUnhandledElements().empty());
+  Platform platform;
+  MakeTriangle(*platform.m_platformStl.GetPlatformStl(true), L"before");
+  EXPECT_TRUE(platform == Platform());
+  EXPECT_FALSE(Platform() != platform);
+  Read("<Mesh><Name>first</Name><Color>red</Color></Mesh><Mesh><Name>second</Name></Mesh>",
+       platform.m_platformStl);
+  const MStlBase& second = *std::as_const(platform.m_platformStl).GetPlatformStl();
+  EXPECT_EQ(second.GetName(), L"second");
+  EXPECT_EQ(second.GetTriangleCount(), 0u);
+  EXPECT_TRUE(second.GetUnhandledElements().empty());
+  platform.SetDefaults();
+  EXPECT_FALSE(platform.m_platformStl.Enabled());
 }
 
 // The blocks' own tags inside them are accepted, so their children still arrive; codes are
 // stored as given.
-TEST(MachineNestingTest, OwnTagsAreAcceptedAndCodesKeptAsGiven) {
+TEST(MachineNestingTest, OwnTagsCodesAndBitmapSizes) {
   MSaxMachineNesting nesting;
   EXPECT_EQ(Read("<Nesting><Type>7</Type></Nesting>"
                  "<BoundingBox><BoundingBox><Placement>-3</Placement></BoundingBox></BoundingBox>"
@@ -351,11 +305,9 @@ TEST(MachineNestingTest, OwnTagsAreAcceptedAndCodesKeptAsGiven) {
   EXPECT_EQ(nesting.m_boundingBox.m_placement, -3);
   EXPECT_EQ(nesting.m_geometry.m_rotationAngle, 90);
   EXPECT_TRUE(nesting.GetUnhandledElementsFromAllNodes().empty());
-}
 
-// "Bitmap" takes Width × Height cells as read so far: before them it is empty, a short
-// payload leaves the rest 0; the cells are compared.
-TEST(MachineNestingTest, BitmapFollowsWidthAndHeightReadBeforeIt) {
+  // "Bitmap" takes Width × Height cells as read so far: before them it is empty, a short
+  // payload leaves the rest 0; the cells are compared.
   MSaxNestingCustom six;
   six.m_bitmap = {1, 2, 3, 4, 5, 0xFFFFFFFFu};
   const std::string written = TestSupport::WriteBlock("C", six);
@@ -373,35 +325,28 @@ TEST(MachineNestingTest, BitmapFollowsWidthAndHeightReadBeforeIt) {
     EXPECT_EQ(custom.m_bitmap, cells) << content;
   }
   MSaxNestingCustom changed = six;
-  EXPECT_EQ(changed, six);
   changed.m_bitmap[5] = 6;
   EXPECT_NE(changed, six);
-}
 
-// A hostile size fails the load with a message instead of allocating gigabytes; a product that
-// wraps to a small positive 32-bit value is taken as it is.
-TEST(MachineNestingTest, HostileBitmapSizesFailTheRead) {
+  // A hostile size fails the load with a message instead of allocating gigabytes; a product that
+  // wraps to a small positive 32-bit value is taken as it is.
+  using TalSDK::FileIO::MSAXError::MGeneric;
   for (const char* size :
        {"<Width>-1</Width><Height>1</Height>", "<Width>65536</Width><Height>1025</Height>",
         "<Width>65536</Width><Height>32768</Height>"}) {  // 2^31 wraps negative
-    MSaxNestingCustom custom;
-    try {
-      Read(std::string(size) + "<Bitmap>AQAAAA==</Bitmap>", custom);
-      ADD_FAILURE() << size << " was read";
-    } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
-      EXPECT_THAT(error.GetMessage(), HasSubstr("\"Bitmap\"")) << size;
-    }
+    EXPECT_THAT(
+        [&] { ReadNew<MSaxNestingCustom>(size + std::string("<Bitmap>AQAAAA==</Bitmap>")); },
+        Throws<MGeneric>(Property(&MGeneric::GetMessage, HasSubstr("\"Bitmap\""))))
+        << size;
   }
-  // 65536 × 65537 is 65536 modulo 2^32.
-  const auto wrapped = ReadNew<MSaxNestingCustom>(
-      "<Width>65536</Width><Height>65537</Height><Bitmap>AQAAAA==</Bitmap>");
-  EXPECT_EQ(wrapped.m_bitmap.size(), 65536u);
-  EXPECT_EQ(wrapped.m_bitmap[0], 1u);
-  // The largest bitmap taken: 2^26 cells (256 MB).
-  EXPECT_EQ(ReadNew<MSaxNestingCustom>(
-                "<Width>65536</Width><Height>1024</Height><Bitmap>AQAAAA==</Bitmap>")
-                .m_bitmap.size(),
-            std::size_t{1} << 26);
+  // 65536 × 65537 is 65536 modulo 2^32; the largest bitmap taken has 2^26 cells (256 MB).
+  for (const auto& [height, cells] :
+       {std::pair<std::string, std::size_t>{"65537", 65536}, {"1024", std::size_t{1} << 26}}) {
+    const auto custom = ReadNew<MSaxNestingCustom>("<Width>65536</Width><Height>" + height +
+                                                   "</Height><Bitmap>AQAAAA==</Bitmap>");
+    EXPECT_EQ(custom.m_bitmap.size(), cells);
+    EXPECT_EQ(custom.m_bitmap[0], 1u);
+  }
 }
 
 // No container keeps the defaults; a container replaces them, an empty one empties them, and
