@@ -77,7 +77,8 @@ TEST(CLPersistentPropertyTest, TheConceptLaserCreatorMakesEveryTypeByItsExactNam
     const std::unique_ptr<IPersistentProperty> property = create(name);
     ASSERT_NE(property, nullptr);
     EXPECT_EQ(property->GetTypeOfProperty(), name);
-    EXPECT_TRUE(typeid(*property) == *type);
+    const IPersistentProperty& made = *property;
+    EXPECT_TRUE(typeid(made) == *type);
     EXPECT_EQ(create(name.substr(0, name.size() - 1)), nullptr);
     EXPECT_EQ(create(name + L"s"), nullptr);
     EXPECT_EQ(PersistentPropertyCreators::Create(name)->GetTypeOfProperty(), name);
