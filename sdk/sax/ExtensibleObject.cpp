@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 #include <TalSDK/sdk/sax/SAXReader.h>
@@ -32,15 +33,20 @@ constexpr std::size_t kRecordWords = 4;
 constexpr std::size_t kMaxRecords = std::size_t{1} << 28;
 constexpr std::size_t kMaxChars = 0xFFFFFFFFu;
 
-const std::uint32_t* NodeRecords(const std::uint32_t* block) {
+// The regions of a block, writable when the block is.
+template <class Word>
+Word* NodeRecords(Word* block) {
   return block + kHeaderWords;
 }
-const std::uint32_t* AttributeRecords(const std::uint32_t* block) {
+template <class Word>
+Word* AttributeRecords(Word* block) {
   return NodeRecords(block) + kRecordWords * block[kNodeCapacity];
 }
-const char* Chars(const std::uint32_t* block) {
-  return reinterpret_cast<const char*>(AttributeRecords(block) +
-                                       kRecordWords * block[kAttributeCapacity]);
+template <class Word>
+auto* Chars(Word* block) {
+  using Char = std::conditional_t<std::is_const_v<Word>, const char, char>;
+  return reinterpret_cast<Char*>(AttributeRecords(block) +
+                                 kRecordWords * block[kAttributeCapacity]);
 }
 std::size_t BlockWords(std::size_t nodes, std::size_t attributes, std::size_t chars) {
   return kHeaderWords + kRecordWords * (nodes + attributes) + (chars + 3) / 4;
@@ -60,11 +66,9 @@ std::unique_ptr<std::uint32_t[]> MakeBlock(const std::uint32_t* from, std::size_
   header[kAttributeCapacity] = static_cast<std::uint32_t>(attributeCapacity);
   header[kCharCapacity] = static_cast<std::uint32_t>(charCapacity);
   if (from != nullptr) {
-    std::copy_n(NodeRecords(from), kRecordWords * from[kNodes],
-                const_cast<std::uint32_t*>(NodeRecords(header)));
-    std::copy_n(AttributeRecords(from), kRecordWords * from[kAttributes],
-                const_cast<std::uint32_t*>(AttributeRecords(header)));
-    std::memcpy(const_cast<char*>(Chars(header)), Chars(from), from[kChars]);
+    std::copy_n(NodeRecords(from), kRecordWords * from[kNodes], NodeRecords(header));
+    std::copy_n(AttributeRecords(from), kRecordWords * from[kAttributes], AttributeRecords(header));
+    std::memcpy(Chars(header), Chars(from), from[kChars]);
   }
   return block;
 }
@@ -73,8 +77,7 @@ std::unique_ptr<std::uint32_t[]> MakeBlock(const std::uint32_t* from, std::size_
 void AddChars(std::uint32_t* block, std::string_view text, std::uint32_t* position) {
   position[0] = block[kChars];
   position[1] = static_cast<std::uint32_t>(text.size());
-  if (!text.empty())
-    std::memcpy(const_cast<char*>(Chars(block)) + block[kChars], text.data(), text.size());
+  if (!text.empty()) std::memcpy(Chars(block) + block[kChars], text.data(), text.size());
   block[kChars] += position[1];
 }
 
@@ -179,14 +182,12 @@ void MSaxUnhandledElement::AppendElement(std::uint32_t depth, std::string_view n
   CheckDepth(depth);
   const auto keepAlive = Grow(1, attributes.size(), chars);
   std::uint32_t* const block = m_block.get();
-  std::uint32_t* record =
-      const_cast<std::uint32_t*>(NodeRecords(block)) + kRecordWords * block[kNodes]++;
+  std::uint32_t* record = NodeRecords(block) + kRecordWords * block[kNodes]++;
   record[0] = depth << 1;
   record[1] = block[kAttributes];
   AddChars(block, name, record + 2);
   for (const Attribute& attribute : attributes) {
-    std::uint32_t* out =
-        const_cast<std::uint32_t*>(AttributeRecords(block)) + kRecordWords * block[kAttributes]++;
+    std::uint32_t* out = AttributeRecords(block) + kRecordWords * block[kAttributes]++;
     AddChars(block, attribute.name, out);
     AddChars(block, attribute.value, out + 2);
   }
@@ -205,7 +206,7 @@ void MSaxUnhandledElement::AppendText(std::uint32_t depth, std::string_view text
   const bool extends = last != nullptr && last[0] == ((depth << 1) | 1);
   const auto keepAlive = Grow(extends ? 0 : 1, 0, text.size());
   std::uint32_t* const block = m_block.get();
-  std::uint32_t* const records = const_cast<std::uint32_t*>(NodeRecords(block));
+  std::uint32_t* const records = NodeRecords(block);
   if (extends) {
     std::uint32_t* record = records + kRecordWords * (nodes - 1);
     std::uint32_t added[2];

@@ -32,30 +32,34 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
     bool operator==(const Attribute&) const = default;
   };
 
+  // Walks a range by index, yielding its views by value.
+  template <class Range, class Value>
+  class IndexIterator {
+   public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = Value;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = Value;
+    IndexIterator() = default;
+    IndexIterator(const Range* range, std::size_t index) : m_range(range), m_index(index) {}
+    Value operator*() const { return (*m_range)[m_index]; }
+    IndexIterator& operator++() {
+      ++m_index;
+      return *this;
+    }
+    IndexIterator operator++(int) { return {m_range, m_index++}; }
+    bool operator==(const IndexIterator& other) const { return m_index == other.m_index; }
+
+   private:
+    const Range* m_range = nullptr;
+    std::size_t m_index = 0;
+  };
+
   // The attributes of one element node, in document order.
   class TALSDK_SDK_EXPORT Attributes {
    public:
-    class iterator {
-     public:
-      using iterator_category = std::forward_iterator_tag;
-      using value_type = Attribute;
-      using difference_type = std::ptrdiff_t;
-      using pointer = void;
-      using reference = Attribute;
-      iterator() = default;
-      iterator(const Attributes* range, std::size_t index) : m_range(range), m_index(index) {}
-      Attribute operator*() const { return (*m_range)[m_index]; }
-      iterator& operator++() {
-        ++m_index;
-        return *this;
-      }
-      iterator operator++(int) { return {m_range, m_index++}; }
-      bool operator==(const iterator& other) const { return m_index == other.m_index; }
-
-     private:
-      const Attributes* m_range = nullptr;
-      std::size_t m_index = 0;
-    };
+    using iterator = IndexIterator<Attributes, Attribute>;
 
     Attributes() = default;
     Attributes(const std::uint32_t* records, std::size_t count, const char* chars)
@@ -88,27 +92,7 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   // The nodes in pre-order.
   class TALSDK_SDK_EXPORT Nodes {
    public:
-    class iterator {
-     public:
-      using iterator_category = std::forward_iterator_tag;
-      using value_type = Node;
-      using difference_type = std::ptrdiff_t;
-      using pointer = void;
-      using reference = Node;
-      iterator() = default;
-      iterator(const Nodes* range, std::size_t index) : m_range(range), m_index(index) {}
-      Node operator*() const { return (*m_range)[m_index]; }
-      iterator& operator++() {
-        ++m_index;
-        return *this;
-      }
-      iterator operator++(int) { return {m_range, m_index++}; }
-      bool operator==(const iterator& other) const { return m_index == other.m_index; }
-
-     private:
-      const Nodes* m_range = nullptr;
-      std::size_t m_index = 0;
-    };
+    using iterator = IndexIterator<Nodes, Node>;
 
     explicit Nodes(const std::uint32_t* block) : m_block(block) {}
     std::size_t size() const;
