@@ -38,22 +38,24 @@ void DecodeCheckedUtf8(std::string_view text, std::wstring& out) {
   wchar_t* o = out.data();
   while (p < end) {
 #if defined(__SSE2__)
-    // Sixteen ASCII characters at a time, widened to four bytes each.
+    // Sixteen bytes at a time are widened to four bytes each; the output has room for them
+    // because it is never ahead of the input. Only the ASCII prefix counts; a multi-byte
+    // character after it is decoded below.
     if (end - p >= 16) {
       const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      if (_mm_movemask_epi8(x) == 0) {
-        const __m128i zero = _mm_setzero_si128();
-        const __m128i low = _mm_unpacklo_epi8(x, zero);
-        const __m128i high = _mm_unpackhi_epi8(x, zero);
-        auto* target = reinterpret_cast<__m128i*>(o);
-        _mm_storeu_si128(target, _mm_unpacklo_epi16(low, zero));
-        _mm_storeu_si128(target + 1, _mm_unpackhi_epi16(low, zero));
-        _mm_storeu_si128(target + 2, _mm_unpacklo_epi16(high, zero));
-        _mm_storeu_si128(target + 3, _mm_unpackhi_epi16(high, zero));
-        p += 16;
-        o += 16;
-        continue;
-      }
+      const __m128i zero = _mm_setzero_si128();
+      const __m128i low = _mm_unpacklo_epi8(x, zero);
+      const __m128i high = _mm_unpackhi_epi8(x, zero);
+      auto* target = reinterpret_cast<__m128i*>(o);
+      _mm_storeu_si128(target, _mm_unpacklo_epi16(low, zero));
+      _mm_storeu_si128(target + 1, _mm_unpackhi_epi16(low, zero));
+      _mm_storeu_si128(target + 2, _mm_unpacklo_epi16(high, zero));
+      _mm_storeu_si128(target + 3, _mm_unpackhi_epi16(high, zero));
+      const auto nonAscii = static_cast<unsigned>(_mm_movemask_epi8(x));
+      const int ascii = nonAscii == 0 ? 16 : __builtin_ctz(nonAscii);
+      p += ascii;
+      o += ascii;
+      if (ascii == 16) continue;
     }
 #endif
     const unsigned char c = *p;

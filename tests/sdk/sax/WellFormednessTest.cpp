@@ -101,6 +101,7 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<ab>text</a>", 1, 9, "end tag 'a' does not match the open element 'ab'"},
       {"<a>text</ab>", 1, 8, "end tag 'ab' does not match the open element 'a'"},
       {"<a>\n<b>\n", 2, 1, "element 'b' is not closed"},
+      {"<a>" + std::string(20000, '\n') + "  </b>", 20001, 3, "does not match"},
       {"<a>\n<b", 2, 1, "start tag of 'b' is not closed"},
       // What machine files never hold.
       {"<!DOCTYPE a [<!ENTITY e \"x\">]><a>&e;</a>", 1, 1, "DOCTYPE is not allowed"},
