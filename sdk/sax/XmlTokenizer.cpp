@@ -375,25 +375,29 @@ std::size_t Tokenizer::DecodeChar(std::size_t at, std::uint32_t& codePoint) {
   Fail(at, kMalformed + "invalid UTF-8");
 }
 
-// The end of the name starting at `at`, or `at` when no name starts there.
+// The end of the name starting at `at`, or `at` when no name starts there. Names are
+// nearly always ASCII: that case is scanned here, anything else is left to NameEndFrom.
 std::size_t Tokenizer::NameEnd(std::size_t at) {
   const auto* data = reinterpret_cast<const unsigned char*>(m_data.data());
   const std::size_t size = m_data.size();
   if (at >= size) return at;
-  std::size_t i = at;
-  std::uint8_t kind = kNameBytes[data[i]];
-  if (kind == kNameStart) {
-    ++i;
-  } else if (kind != kNonAscii) {
-    return at;
-  }
+  const std::uint8_t kind = kNameBytes[data[at]];
+  if (kind != kNameStart) return kind == kNonAscii ? NameEndFrom(at, at) : at;
+  const std::size_t i = AsciiNameEnd(data, size, at + 1);
+  if (i >= size || kNameBytes[data[i]] == kNotName) return i;
+  return NameEndFrom(at, i);
+}
+
+// The rest of a name from `i`, a non-ASCII byte: its characters are decoded and checked.
+std::size_t Tokenizer::NameEndFrom(std::size_t at, std::size_t i) {
+  const auto* data = reinterpret_cast<const unsigned char*>(m_data.data());
+  const std::size_t size = m_data.size();
   for (;;) {
-    i = AsciiNameEnd(data, size, i);
-    if (i >= size || kNameBytes[data[i]] == kNotName) return i;
     std::uint32_t codePoint = 0;
     const std::size_t length = DecodeChar(i, codePoint);
     if (!(i == at ? IsNameStart(codePoint) : IsNameChar(codePoint))) return i;
-    i += length;
+    i = AsciiNameEnd(data, size, i + length);
+    if (i >= size || kNameBytes[data[i]] == kNotName) return i;
   }
 }
 
@@ -481,13 +485,13 @@ Tokenizer::Event Tokenizer::Next(TextCollector* text) {
            kMalformed + "element " + Quoted(open) + " is not closed");
     }
     if (m_data[m_pos] != '<') {
-      // Indentation between elements, when nobody wants it, is stepped over directly.
-      if (text == nullptr) {
-        const std::size_t i = SkipIndentation(m_data.data(), size, m_pos);
-        if (i < size && m_data[i] == '<') {
-          m_pos = i;
-          continue;
-        }
+      // Indentation between elements is stepped over directly, and kept as formatting when
+      // the text is wanted.
+      const std::size_t i = SkipIndentation(m_data.data(), size, m_pos);
+      if (i < size && m_data[i] == '<') {
+        if (text != nullptr) text->Add(m_data.substr(m_pos, i - m_pos), true, true);
+        m_pos = i;
+        continue;
       }
       ReadText(text);
       continue;

@@ -100,6 +100,7 @@ class Tokenizer {
   std::size_t ReadAttributeValue(char quote, bool& decoded);
   void ReadReference(std::string* out);
   std::size_t NameEnd(std::size_t at);
+  std::size_t NameEndFrom(std::size_t at, std::size_t i);
   bool SkipSpace();
   void CheckChar(std::size_t& at);
   std::size_t DecodeChar(std::size_t at, std::uint32_t& codePoint);
