@@ -232,8 +232,9 @@ bool ReadWithUs(std::string_view input, const std::vector<Element>& expected, Re
 // processing instruction: a rough scan, enough to tell the cases apart.
 bool HasNonAsciiName(std::string_view input) {
   std::size_t i = 0;
-  const auto skipTo = [&](std::string_view end) {
-    const std::size_t at = input.find(end, i);
+  // Looks for the end after the opener, so that "<!--->" does not end where it starts.
+  const auto skipTo = [&](std::size_t opener, std::string_view end) {
+    const std::size_t at = input.find(end, i + opener);
     i = at == std::string_view::npos ? input.size() : at + end.size();
   };
   while (i < input.size()) {
@@ -243,14 +244,14 @@ bool HasNonAsciiName(std::string_view input) {
     }
     const std::string_view rest = input.substr(i);
     if (rest.starts_with("<!--")) {
-      skipTo("-->");
+      skipTo(4, "-->");
     } else if (rest.starts_with("<![CDATA[")) {
-      skipTo("]]>");
+      skipTo(9, "]]>");
     } else if (rest.starts_with("<?")) {
       for (i += 2; i < input.size() && !IsSpace(input[i]) && input[i] != '?'; ++i) {
         if (static_cast<unsigned char>(input[i]) >= 0x80) return true;
       }
-      skipTo("?>");
+      skipTo(0, "?>");
     } else {
       char quote = 0;
       for (++i; i < input.size(); ++i) {
