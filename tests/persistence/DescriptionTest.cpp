@@ -128,18 +128,8 @@ constexpr auto kFields<P> = Describe<P>(
 
 // The block's content written inside an unindented <Block>, and the write's result.
 std::pair<std::string, bool> TryWrite(const ISAXPersistBase& block) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out, false);
-  bool written = false;
-  {
-    MSAXTagWriter element(writer, "Block");
-    written = block.Write(writer);
-  }
-  EXPECT_TRUE(writer.Close());
-  const std::size_t start = out.find("<Block>");  // absent when the block wrote nothing
-  if (start == std::string::npos) return {"", written};
-  return {out.substr(start + 7, out.rfind("</Block>") - start - 7), written};
+  const auto [written, out] = TestSupport::TryWriteBlock("Block", block, false);
+  return {TestSupport::Inside(out, "Block"), written};
 }
 
 std::string Written(const ISAXPersistBase& block) {

@@ -6,23 +6,9 @@
 #include <tuple>
 
 #include <TalSDK/sdk/sax/SAXWriter.h>
+#include "support/TestSupport.h"
 
 using TalSAX::UserUint32_t;
-
-namespace {
-
-// The text of the binary element "Bits" the stream is written as.
-std::string WrittenText(const MSAXStreamBinaryOut& stream) {
-  std::string document;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(document, false);
-  writer.WriteBinaryElement("Bits", stream);
-  writer.Close();
-  const std::size_t start = document.find("<Bits>") + 6;
-  return document.substr(start, document.find("</Bits>") - start);
-}
-
-}  // namespace
 
 TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
   MSAXStreamBinaryOut out;
@@ -30,7 +16,10 @@ TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
   EXPECT_EQ(out.Size(), 4u + 2u + 4u + 8u + 1u);
   EXPECT_EQ(static_cast<unsigned>(out.Bytes()[0]), 0x04u);  // little-endian
 
-  MSAXStreamBinaryIn in(WrittenText(out));
+  // Read from the text of the binary element the stream is written as.
+  MSAXStreamBinaryIn in(TestSupport::Inside(
+      TestSupport::Written([&](TalSAX::ISAXWriter& w) { w.WriteBinaryElement("Bits", out); }),
+      "Bits"));
   UserUint32_t u;
   std::int16_t s = 0;
   float f = 0;
