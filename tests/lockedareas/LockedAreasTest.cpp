@@ -143,10 +143,8 @@ TEST(LockedAreasTest, VisitListsEachAreaWithItsParameters) {
 TEST(LockedAreasTest, VisibilityDefaultsDependOnTheKind) {
   // Without a preceding "AreaVisibility" a custom shape is hidden, the other kinds shown; a
   // read visibility holds for the next area only.
-  const struct {
-    std::string body;
-    std::vector<bool> visible;  // by name
-  } cases[] = {
+  // The areas, and whether each is visible, by name.
+  const std::pair<std::string, std::vector<bool>> cases[] = {
       {Area("a", kRect), {true}},
       {Area("a", kCyl), {true}},
       {Area("a", kCustom), {false}},
@@ -155,12 +153,11 @@ TEST(LockedAreasTest, VisibilityDefaultsDependOnTheKind) {
       {Area("a", kCyl, "false") + Area("b", kCustom), {false, false}},
       {Area("a", kCustom, "true") + Area("b", kCustom), {true, false}},
   };
-  for (const auto& c : cases) {
-    const AreasData data = Read(c.body);
+  for (const auto& [body, expected] : cases) {
     std::vector<bool> visible;
-    for (const auto& [name, area] : data.m_areas)
+    for (const auto& [name, area] : Read(body).m_areas)
       visible.push_back(area.IsVisible());
-    EXPECT_EQ(visible, c.visible) << c.body;
+    EXPECT_EQ(visible, expected) << body;
   }
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <TalSDK/sdk/sax/SAXWriter.h>
@@ -26,11 +27,7 @@ std::string Body(const WriteFunction& write) {
   return TestSupport::Inside(TestSupport::Written(inR, false), "R");
 }
 
-struct Case {
-  const char* name;
-  WriteFunction write;
-  std::string expected;
-};
+using Case = std::tuple<const char*, WriteFunction, std::string>;  // name, write, expected
 
 // A value written both ways: as a whole element <V>, and as the text of an open element <O>.
 template <class T>
@@ -66,8 +63,8 @@ TEST(ValueTagsTest, EachTypeIsWrittenInItsOwnForm) {
        "<V>1234.6</V>"},
       {"double fixed", [](auto& w) { WriteValueTag(w, "V", 2.0 / 3.0, 2, true); }, "<V>0.67</V>"},
   };
-  for (const Case& c : cases)
-    EXPECT_EQ(Body(c.write), c.expected) << c.name;
+  for (const auto& [name, write, expected] : cases)
+    EXPECT_EQ(Body(write), expected) << name;
 }
 
 // A value that is not a character cannot be encoded; the failure names the element, also

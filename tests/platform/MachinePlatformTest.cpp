@@ -151,11 +151,8 @@ TEST(MachinePlatformTest, ValuesWithoutTextAreWrittenAsTheNearestOne) {
 }
 
 TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimitsAndTheCircleExtent) {
-  const struct {
-    MSAXMachineEnvelope envelope;
-    TalSDK::Math::boundingbox<int, 3> box;
-    bool biggerThanBox, biggerThanCircle;
-  } cases[] = {
+  // The envelope, a footprint, and whether it is bigger than a box and than a circle platform.
+  const std::tuple<MSAXMachineEnvelope, TalSDK::Math::boundingbox<int, 3>, bool, bool> cases[] = {
       {Envelope(100, 200, 300), {{-50, 20, -7}, {50, 220, 293}}, false, true},
       {Envelope(100, 200, 300), {{0, 0, 0}, {10, 10, 300}}, false, false},
       {Envelope(100, 200, 300), {{0, 0, 0}, {101, 200, 300}}, true, true},
@@ -174,16 +171,16 @@ TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimitsAndTheCircleExtent) {
       {Envelope(kMax, kMax, 1), {{0, 0, 0}, {kMax, kMax, 1}}, false, false},
   };
   // The platform tests its envelope by its shape; a shape that names no outline fits anything.
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    const auto& c = cases[i];
+  int index = 0;
+  for (const auto& [envelope, box, biggerThanBox, biggerThanCircle] : cases) {
     Platform platform;
-    platform.m_envelope = c.envelope;
+    platform.m_envelope = envelope;
     std::vector<bool> bigger;
     for (const Shape shape : {Shape::Box, Shape::Circle, static_cast<Shape>(2)}) {
       platform.m_shape = shape;
-      bigger.push_back(platform.IsBiggerThanPlatform(c.box));
+      bigger.push_back(platform.IsBiggerThanPlatform(box));
     }
-    EXPECT_EQ(bigger, (std::vector<bool>{c.biggerThanBox, c.biggerThanCircle, false})) << i;
+    EXPECT_EQ(bigger, (std::vector<bool>{biggerThanBox, biggerThanCircle, false})) << index++;
   }
 
   // Only a read "Dx" sets the circle extent, which the circle test follows rather than m_dx;

@@ -26,10 +26,7 @@ struct CapturedLog : TalSDK::Common::Logging::ILogger {
 // Reads `content` as the inside of a "QualityParts" element; returns the refused paths.
 std::string ReadSet(const std::string& content, MMachineQualityParts& parts) {
   MSAXQualityPartsHelper helper(parts, kKeep);
-  std::string paths;
-  for (const auto& refused : TestSupport::ReadBlock("<Q>" + content + "</Q>", helper))
-    paths += refused.path + " ";
-  return paths;
+  return TestSupport::Listed(TestSupport::ReadBlock("<Q>" + content + "</Q>", helper));
 }
 
 // "name@m00,m03,m33 " of each item, by key: the corners and the x translation of its position.
@@ -52,13 +49,11 @@ std::string Item(const std::string& position) {
 // item and are refused. A position is sixteen numbers separated by white space, row by row; a
 // short or unreadable one is refused, its matrix taking the numbers read before the fault.
 TEST(QualityPartsTest, ItemReaderOrderAndPositions) {
-  struct Case {
-    const char* name;
-    std::string content, names, refused;
-    std::size_t logged;
-  };
   const std::string shifted = "1 0 0 5 0 1 0 0 0 0 1 0 0 0 0 1";
-  const std::vector<Case> cases = {
+  const std::string duplicate =
+      "MSAXQualityPartItemHelper::HandleTag \"Name\" - reading invalid data: m_name already exist";
+  // What, the content, the items, the refused elements and the messages logged.
+  const std::tuple<const char*, std::string, const char*, const char*, std::size_t> cases[] = {
       {"name first", Item(shifted), "A@1,5,1 ", "", 0},
       {"position before name", "<Item><Position>" + shifted + "</Position><Name>A</Name></Item>",
        "A@1,0,1 ", "Q/Item/Position ", 0},
@@ -72,18 +67,15 @@ TEST(QualityPartsTest, ItemReaderOrderAndPositions) {
       {"unreadable", Item("2 x 0 1 0 2 0 0 0 0 2 0 0 0 0 7"), "A@2,0,0 ", "Q/Item/Position ", 0},
       {"empty: the matrix is untouched", Item(""), "A@1,0,1 ", "Q/Item/Position ", 0},
   };
-  for (const Case& c : cases) {
+  for (const auto& [what, content, names, refused, logged] : cases) {
+    SCOPED_TRACE(what);
     const auto log = std::make_shared<CapturedLog>();
     const auto previous = TalSDK::Common::Logging::SetLogger(log);
     MMachineQualityParts parts;
-    EXPECT_EQ(ReadSet(c.content, parts), c.refused) << c.name;
+    EXPECT_EQ(ReadSet(content, parts), refused);
     TalSDK::Common::Logging::SetLogger(previous);
-    EXPECT_EQ(Names(parts), c.names) << c.name;
-    EXPECT_EQ(log->messages,
-              std::vector<std::string>(c.logged,
-                                       "MSAXQualityPartItemHelper::HandleTag \"Name\""
-                                       " - reading invalid data: m_name already exist"))
-        << c.name;
+    EXPECT_EQ(Names(parts), names);
+    EXPECT_EQ(log->messages, std::vector<std::string>(logged, duplicate));
   }
 }
 

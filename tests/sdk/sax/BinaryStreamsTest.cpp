@@ -32,26 +32,23 @@ TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
 }
 
 TEST(BinaryStreamsTest, ShortOrMalformedPayloadsFailWithoutTouchingTheTarget) {
-  struct Case {
-    const char* text;
-    bool decodes;
-    std::size_t extractable;  // whole UserUint32_t values before the stream fails
-  };
-  const Case cases[] = {
+  // The payload, whether it decodes, and the whole UserUint32_t values before the stream fails.
+  const std::tuple<const char*, bool, std::size_t> cases[] = {
       {"AQAAAAIAAAA=", true, 2},      {"AQAAAAIAAA==", true, 1}, {"", true, 0},
       {" AQAA\nAAIA AAA= ", true, 2}, {"AQAAAAIAAA", false, 0},  {"AQ$AAAIAAAA=", false, 0},
   };
-  for (const Case& c : cases) {
-    MSAXStreamBinaryIn in(c.text);
-    EXPECT_EQ(in.good(), c.decodes) << c.text;
+  for (const auto& [text, decodes, extractable] : cases) {
+    SCOPED_TRACE(text);
+    MSAXStreamBinaryIn in(text);
+    EXPECT_EQ(in.good(), decodes);
     std::size_t extracted = 0;
-    for (; extracted <= c.extractable; ++extracted) {  // bounded: one past the expected
+    for (; extracted <= extractable; ++extracted) {  // bounded: one past the expected
       UserUint32_t value{0xDEADBEEFu};
       if (!(in >> value)) {
-        EXPECT_EQ(value.value, 0xDEADBEEFu) << c.text;
+        EXPECT_EQ(value.value, 0xDEADBEEFu);
         break;
       }
     }
-    EXPECT_EQ(extracted, c.extractable) << c.text;
+    EXPECT_EQ(extracted, extractable);
   }
 }

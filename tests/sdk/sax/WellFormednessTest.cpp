@@ -40,11 +40,8 @@ class Recorder : public ISAXPersist {
 }  // namespace
 
 TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
-  const struct Case {
-    std::string xml;
-    int line, column;
-    std::string reason;
-  } cases[] = {
+  // The document, the line and column reported, and a part of the reason.
+  const std::tuple<std::string, int, int, const char*> cases[] = {
       // References: five predefined entities, characters XML allows, complete syntax.
       {"<a>ab&#0;cd</a>", 1, 6, "U+0000"},
       {"<a>&#xD800;</a>", 1, 4, "U+D800"},
@@ -106,26 +103,24 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<!DOCTYPE a [<!ENTITY e \"x\">]><a>&e;</a>", 1, 1, "DOCTYPE is not allowed"},
       {"\xFF\xFE<\0a\0/\0>\0", 1, 1, "UTF-16"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.xml);
+  for (const auto& [xml, line, column, reason] : cases) {
+    SCOPED_TRACE(xml);
     TestSupport::KeepEverything root;
     try {
-      SAXReader(true, nullptr).ParseBuffer(c.xml, &root, "doc.xml");
+      SAXReader(true, nullptr).ParseBuffer(xml, &root, "doc.xml");
       ADD_FAILURE() << "read";
     } catch (const MGeneric& error) {
-      EXPECT_THAT(error.GetMessage(), HasSubstr(c.reason));
-      EXPECT_THAT(error.GetMessage(), HasSubstr("doc.xml:" + std::to_string(c.line) + ":" +
-                                                std::to_string(c.column) + ": "));
-      EXPECT_EQ(std::pair(error.GetLine(), error.GetColumn()), std::pair(c.line, c.column));
+      EXPECT_THAT(error.GetMessage(), HasSubstr(reason));
+      EXPECT_THAT(error.GetMessage(), HasSubstr("doc.xml:" + std::to_string(line) + ":" +
+                                                std::to_string(column) + ": "));
+      EXPECT_EQ(std::pair(error.GetLine(), error.GetColumn()), std::pair(line, column));
     }
   }
 }
 
 TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
-  const struct Case {
-    std::string xml;
-    std::vector<std::string> seen;  // name|text|attributes, per element
-  } cases[] = {
+  // The document and, per element, name|text|attributes.
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"<v>a&amp;b&lt;&gt;&apos;&quot;</v>", {"v|a&b<>'\""}},
       {"<v>&#65;&#x42;&#0000067;&#x10FFFF;&#xe9;</v>", {"v|ABC\xF4\x8F\xBF\xBF\xC3\xA9"}},
       {"<v>x]y]]z &gt; ]]&gt;</v>", {"v|x]y]]z > ]]>"}},
@@ -151,21 +146,19 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
        {"\xC3\xA9:\xC3\xB1-1.x\xC2\xB7||a=\xF0\x9F\x99\x82", "_|"}},
       {"<v><!----><c/></v>", {"v|", "c|"}},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.xml);
+  for (const auto& [xml, seen] : cases) {
+    SCOPED_TRACE(xml);
     Recorder recorder;
-    EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(c.xml, &recorder));
-    EXPECT_EQ(recorder.seen, c.seen);
+    EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder));
+    EXPECT_EQ(recorder.seen, seen);
   }
 }
 
 // Three-byte characters at the edges of the reader's unchecked fast paths (text of a leaf,
 // text beside elements, attribute values): only well-formed characters XML allows pass.
 TEST(WellFormednessTest, ThreeByteCharactersAtTheEdgesOfTheFastPaths) {
-  const struct {
-    std::string bytes;
-    bool allowed;
-  } cases[] = {
+  const std::pair<std::string, bool> cases[] = {
+      // the bytes; whether XML allows them
       {"\xE0\xA0\x80", true},  {"\xE0\x80\xAF", false},  // U+0800; an overlong '/'
       {"\xE1\x80\x80", true},  {"\xEC\xBF\xBF", true},   // U+1000, U+CFFF
       {"\xED\x9F\xBF", true},  {"\xED\xA0\x80", false},  // U+D7FF; a surrogate
@@ -173,15 +166,15 @@ TEST(WellFormednessTest, ThreeByteCharactersAtTheEdgesOfTheFastPaths) {
       {"\xEF\xBF\xBE", false}, {"\xE1\x80x", false},     // U+FFFE; a missing continuation
       {"\xEEx\x80", false},    {"\xEC\xBF", false},
   };
-  for (const auto& c : cases) {
+  for (const auto& [bytes, allowed] : cases) {
     const std::pair<std::string, std::vector<std::string>> documents[] = {
-        {"<a>" + c.bytes + "</a>", {"a|" + c.bytes}},
-        {"<a>" + c.bytes + "<c/></a>", {"a|" + c.bytes, "c|"}},
-        {"<a b='" + c.bytes + "'/>", {"a||b=" + c.bytes}}};
+        {"<a>" + bytes + "</a>", {"a|" + bytes}},
+        {"<a>" + bytes + "<c/></a>", {"a|" + bytes, "c|"}},
+        {"<a b='" + bytes + "'/>", {"a||b=" + bytes}}};
     for (const auto& [xml, seen] : documents) {
       SCOPED_TRACE(xml);
       Recorder recorder;
-      if (c.allowed) {
+      if (allowed) {
         EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder));
         EXPECT_EQ(recorder.seen, seen);
       } else {
