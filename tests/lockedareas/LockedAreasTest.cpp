@@ -61,7 +61,7 @@ std::shared_ptr<MStlBase> Tetrahedron(float unused = 0.0f) {
 
 // Copies of a shape share its mesh until it is made private; an AreaHolder copy of any kind of
 // area does so for custom shapes alone, and an AreasData copy takes private meshes.
-TEST(LockedAreasTest, CustomMeshesAreSharedUntilMadePrivate) {
+TEST(LockedAreasTest, CustomMeshesAreSharedUntilMadePrivateAndCompareByBoxAndVolume) {
   CustomShape source;
   CustomShape copy = source;
   copy.stl->Copy(*Tetrahedron());
@@ -85,9 +85,8 @@ TEST(LockedAreasTest, CustomMeshesAreSharedUntilMadePrivate) {
   mesh(copied)->ClearStl(false);
   EXPECT_EQ(mesh(data)->GetTriangleCount(), 4u);
   EXPECT_EQ(mesh(assigned)->GetTriangleCount(), 4u);
-}
 
-TEST(LockedAreasTest, CustomShapesCompareByBoxVolumeAndKeptElements) {
+  // Custom shapes compare by box, volume and kept elements.
   CustomShape a, b;
   a.stl = Tetrahedron();
   b.stl = Tetrahedron(0.1f);
@@ -173,10 +172,8 @@ TEST(LockedAreasTest, NameAndTypeCarryOverAndNamesAreUnique) {
 // An unknown type in a file is refused; an unknown type id cannot be listed, but still writes,
 // with empty parameters.
 TEST(LockedAreasTest, UnknownAreaTypes) {
-  for (const std::string& type : {std::string(), std::string("rectangle"), kRect + "s"}) {
-    const AreasData data = Read(Area("a", type, "false", Tag("CenterX", "1")), 1);
-    EXPECT_TRUE(data.m_areas.empty()) << type;
-  }
+  for (const std::string& type : {std::string(), std::string("rectangle"), kRect + "s"})
+    EXPECT_TRUE(Read(Area("a", type, "false", Tag("CenterX", "1")), 1).m_areas.empty()) << type;
   AreasData data;
   data.m_areas[L"odd"] = AreaHolder(L"com.quillon.brisko.area.sphere", Rectangle());
   EXPECT_THAT([&data] { data.GetExtensibleObjectNodes(); },

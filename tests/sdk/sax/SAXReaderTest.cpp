@@ -200,9 +200,11 @@ TEST(SAXReaderTest, ErrorsFoundWhileReadingAheadNameTheirPlace) {
   EXPECT_EQ(kept, expected);
 }
 
-TEST(SAXReaderTest, SizeAndElementLimitsOfFilesAndBuffers) {
+// Only regular files are read: a FIFO without a writer, a directory or a device is refused at
+// once instead of blocking the reader.
+TEST(SAXReaderTest, SizeAndElementLimitsOfFilesAndBuffersAndOnlyRegularFiles) {
   TestSupport::TempDirectory dir;
-  const auto path = dir.Path() / "doc.xml";
+  const auto path = dir.Path() / "doc.xml", fifo = dir.Path() / "fifo.xml";
   const std::string document = "<R><A/><A/><A/></R>";  // 4 elements, 19 bytes
   TestSupport::WriteFile(path, document);
   EXPECT_EQ(SAXReader(true, nullptr).GetLimits().maxDocumentBytes, std::uint64_t{1} << 30);
@@ -219,19 +221,14 @@ TEST(SAXReaderTest, SizeAndElementLimitsOfFilesAndBuffers) {
     EXPECT_THAT(tooLong, FailsWith("19 bytes, more than the reader's limit of 18 bytes"));
     EXPECT_THAT([&] { parse({19, 3}); }, FailsWith(":1:12: more than 3 elements"));
   }
-}
 
-// Only regular files are read: a FIFO without a writer, a directory or a device is refused at
-// once instead of blocking the reader.
-TEST(SAXReaderTest, NonRegularFilesAreRefusedWithoutBlocking) {
-  TestSupport::TempDirectory dir;
-  const auto fifo = dir.Path() / "fifo.xml";
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  for (const std::filesystem::path& path : {fifo, dir.Path(), std::filesystem::path("/dev/zero")}) {
+  for (const std::filesystem::path& other :
+       {fifo, dir.Path(), std::filesystem::path("/dev/zero")}) {
     TestSupport::KeepEverything root;
-    EXPECT_THAT([&] { SAXReader(true, nullptr).Parse(path.wstring().c_str(), &root); },
+    EXPECT_THAT([&] { SAXReader(true, nullptr).Parse(other.wstring().c_str(), &root); },
                 FailsWith("not a regular file"))
-        << path;
+        << other;
   }
 }
 
