@@ -59,14 +59,8 @@ bool KeepEverything::Write(TalSAX::ISAXWriter& writer) const {
 
 std::string RoundTrip(std::string_view xml) {
   KeepEverything kept;
-  TalSAX::SAXReader reader(true, nullptr);
-  reader.ParseBuffer(xml, &kept);
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  kept.Write(writer);
-  writer.Close();
-  return out;
+  TalSAX::SAXReader(true, nullptr).ParseBuffer(xml, &kept);
+  return Written([&kept](TalSAX::ISAXWriter& writer) { kept.Write(writer); });
 }
 
 std::string Written(const std::function<void(TalSAX::ISAXWriter&)>& steps, bool indent) {

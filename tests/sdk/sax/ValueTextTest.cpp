@@ -92,15 +92,10 @@ TEST(ValueText, FloatingPointTexts) {
 
 TEST(ValueText, FloatingPointParsing) {
   const double inf = std::numeric_limits<double>::infinity();
-  for (auto [text, expected] : {std::pair{" 1e5\n", 1e5},
-                                {"-2.5", -2.5},
-                                {".5", 0.5},
-                                {"inf", inf},
-                                {"-INF", -inf},
-                                {"Infinity", inf},
-                                {"0e-999", 0.0},
-                                {"1e-40", 1e-40},  // a float denormal
-                                {"3.4028235e38", 3.4028235e38}}) {
+  using P = std::pair<const char*, double>;  // 1e-40 is a float denormal
+  for (auto [text, expected] :
+       {P{" 1e5\n", 1e5}, P{"-2.5", -2.5}, P{".5", 0.5}, P{"inf", inf}, P{"-INF", -inf},
+        P{"Infinity", inf}, P{"0e-999", 0.0}, P{"1e-40", 1e-40}, P{"3.4028235e38", 3.4028235e38}}) {
     EXPECT_EQ(ParseInto(text, 7.0), std::make_pair(true, expected)) << text;
     EXPECT_EQ(ParseInto(text, 7.0f), std::make_pair(true, static_cast<float>(expected))) << text;
   }
