@@ -79,45 +79,40 @@ void MakeTriangle(MStlBase& mesh, const std::wstring& name) {
 TEST(MachinePlatformTest, ShapeAndPointsAreStrictWhileAxesAndDirectionsFallBack) {
   using G = Platform::GasFlow;
   using R = Platform::Recoater;
-  const struct {
-    const char* tag;
-    const char* text;
-    bool refused;
-    Point position = {7, 8, 9};
-    std::optional<G> gasFlow = {};
-    std::optional<R> recoater = {};
-  } cases[] = {
-      // Reading any tag of an indication engages it with its defaults.
-      {"Shape", "box", true},
-      {"Shape", "Circle ", true},
-      {"GasFlowDirectionAxis", "y", false, {7, 8, 9}, G{}},
-      {"GasFlowDirection", "Double", false, {7, 8, 9}, G{}},  // the recoater's only
-      {"RecoaterDirection", "Double", false, {7, 8, 9}, {}, R{.direction = Direction::Double}},
-      {"RecoaterDirection", "Both", false, {7, 8, 9}, {}, R{}},
-      {"RecoaterDirectionAxis", "Z", false, {7, 8, 9}, {}, R{}},
-      // Values before a failing one stay; the failing one takes what the stream stores (0, or
-      // the nearest limit when out of range).
-      {"Position", " \n-4\t5  -6 ", false, {-4, 5, -6}},
-      {"Position", "1 2 3 extra", false, {1, 2, 3}},
-      {"Position", "-2147483648 2147483647 0", false, {kMin, kMax, 0}},
-      {"Position", "", true},
-      {"Position", "   ", true},
-      {"Position", "1 2", true, {1, 2, 9}},
-      {"Position", "1 2 99999999999", true, {1, 2, kMax}},
-      {"Position", "x 2 3", true, {0, 8, 9}},
-      {"Position", "1.5 2 3", true, {1, 0, 9}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.tag) + " '" + c.text + "'");
+  // The tag and its text, whether it is refused, and the position, gas flow and recoater read.
+  const std::tuple<const char*, const char*, bool, Point, std::optional<G>, std::optional<R>>
+      cases[] = {
+          // Reading any tag of an indication engages it with its defaults.
+          {"Shape", "box", true, {7, 8, 9}, {}, {}},
+          {"Shape", "Circle ", true, {7, 8, 9}, {}, {}},
+          {"GasFlowDirectionAxis", "y", false, {7, 8, 9}, G{}, {}},
+          {"GasFlowDirection", "Double", false, {7, 8, 9}, G{}, {}},  // the recoater's only
+          {"RecoaterDirection", "Double", false, {7, 8, 9}, {}, R{.direction = Direction::Double}},
+          {"RecoaterDirection", "Both", false, {7, 8, 9}, {}, R{}},
+          {"RecoaterDirectionAxis", "Z", false, {7, 8, 9}, {}, R{}},
+          // Values before a failing one stay; the failing one takes what the stream stores (0, or
+          // the nearest limit when out of range).
+          {"Position", " \n-4\t5  -6 ", false, {-4, 5, -6}, {}, {}},
+          {"Position", "1 2 3 extra", false, {1, 2, 3}, {}, {}},
+          {"Position", "-2147483648 2147483647 0", false, {kMin, kMax, 0}, {}, {}},
+          {"Position", "", true, {7, 8, 9}, {}, {}},
+          {"Position", "   ", true, {7, 8, 9}, {}, {}},
+          {"Position", "1 2", true, {1, 2, 9}, {}, {}},
+          {"Position", "1 2 99999999999", true, {1, 2, kMax}, {}, {}},
+          {"Position", "x 2 3", true, {0, 8, 9}, {}, {}},
+          {"Position", "1.5 2 3", true, {1, 0, 9}, {}, {}},
+      };
+  for (const auto& [tag, text, refused, position, gasFlow, recoater] : cases) {
+    SCOPED_TRACE(std::string(tag) + " '" + text + "'");
     Platform platform;
     platform.m_shape = Shape::Circle;
     platform.m_position = {7, 8, 9};
-    EXPECT_EQ(Read(std::string("<") + c.tag + ">" + c.text + "</" + c.tag + ">", platform),
-              c.refused ? 1u : 0u);
+    EXPECT_EQ(Read(std::string("<") + tag + ">" + text + "</" + tag + ">", platform),
+              refused ? 1u : 0u);
     EXPECT_EQ(platform.m_shape, Shape::Circle);
-    EXPECT_EQ(platform.m_position, c.position);
-    EXPECT_EQ(platform.m_gasFlow, c.gasFlow);
-    EXPECT_EQ(platform.m_recoater, c.recoater);
+    EXPECT_EQ(platform.m_position, position);
+    EXPECT_EQ(platform.m_gasFlow, gasFlow);
+    EXPECT_EQ(platform.m_recoater, recoater);
   }
 
   // Digits are never grouped, whatever the process locale does.
