@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include <TalSDK/sdk/common/Units.h>
@@ -63,7 +61,7 @@ TEST(StlBaseTest, VolumeAndBoundsInEveryUnit) {
   EXPECT_EQ(empty.GetVolume(), 0.0);
 }
 
-TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchanged) {
+TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchangedClearKeepsTheName) {
   MStlBase mesh = MakeBox({0, 0, 0}, {1, 1, 1});
   for (const MStlTriangle& bad : {MStlTriangle{{8, 0, 1}}, {{0, 8, 1}}, {{0, 1, 8}}})
     EXPECT_FALSE(mesh.AddTriangle(bad));
@@ -77,6 +75,16 @@ TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchanged) {
   EXPECT_EQ(mesh.GetTriangleCount(), 1u);
   mesh.SetVertices({{1, 2, 3}, {4, 5, 6}});  // old indices no longer apply
   EXPECT_EQ(mesh.GetTriangleCount(), 0u);
+
+  // Clearing keeps the name, and the memory unless told to release it.
+  for (const bool release : {false, true}) {
+    mesh = MakeBox({0, 0, 0}, {1, 1, 1});
+    mesh.SetName(L"n");
+    mesh.ClearStl(release);
+    EXPECT_EQ(mesh.GetVertexCount() + mesh.GetTriangleCount(), 0u);
+    EXPECT_EQ(mesh.GetName(), L"n");
+    EXPECT_EQ(mesh.GetVertices().capacity() == 0, release);
+  }
 }
 
 TEST(StlBaseTest, CopyReportsProgressAndCancelsWithoutChange) {
@@ -114,17 +122,6 @@ TEST(StlBaseTest, CopyReportsProgressAndCancelsWithoutChange) {
     const MStlBase before = untouched;
     EXPECT_FALSE(untouched.Copy(source, &cancel));
     ExpectSameContent(untouched, before);
-  }
-}
-
-TEST(StlBaseTest, ClearStlKeepsTheNameAndOptionallyTheMemory) {
-  for (const bool release : {false, true}) {
-    MStlBase mesh = MakeBox({0, 0, 0}, {1, 1, 1});
-    mesh.SetName(L"n");
-    mesh.ClearStl(release);
-    EXPECT_EQ(mesh.GetVertexCount() + mesh.GetTriangleCount(), 0u);
-    EXPECT_EQ(mesh.GetName(), L"n");
-    EXPECT_EQ(mesh.GetVertices().capacity() == 0, release);
   }
 }
 
