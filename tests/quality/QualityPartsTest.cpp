@@ -8,7 +8,6 @@
 #include <tuple>
 #include <vector>
 
-#include <TalSDK/sdk/common/Logging.h>
 #include <TalSDK/sdk/common/StringConversion.h>
 #include "support/TestSupport.h"
 
@@ -16,12 +15,6 @@ namespace {
 
 using Mode = TalSDK::MSaxPersistExtensibleObject::OperatingMode;
 constexpr Mode kKeep = TalSDK::MSaxPersistExtensibleObject::eKeepUnhandledElements;
-
-// Collects what is sent to the process logger.
-struct CapturedLog : TalSDK::Common::Logging::ILogger {
-  void LogMessage(std::string_view message) override { messages.emplace_back(message); }
-  std::vector<std::string> messages;
-};
 
 // Reads `content` as the inside of a "QualityParts" element; returns the refused paths.
 std::string ReadSet(const std::string& content, MMachineQualityParts& parts) {
@@ -69,7 +62,7 @@ TEST(QualityPartsTest, ItemReaderOrderAndPositions) {
   };
   for (const auto& [what, content, names, refused, logged] : cases) {
     SCOPED_TRACE(what);
-    const auto log = std::make_shared<CapturedLog>();
+    const auto log = std::make_shared<TestSupport::CapturedLog>();
     const auto previous = TalSDK::Common::Logging::SetLogger(log);
     MMachineQualityParts parts;
     EXPECT_EQ(ReadSet(content, parts), refused);
@@ -91,9 +84,9 @@ TEST(QualityPartsTest, SupportIsWrittenButNotReadBack) {
   TalSDK::SupportGeneration::AttachSupport(*item.m_mesh, support);
   parts.m_items[L"Plain"].m_mesh->SetName(L"Plain");
 
+  // (What the support is written as is in the full machine's reference file.)
   const std::string written = TestSupport::WriteBlock("Q", MSAXQualityPartsWriter(parts));
-  EXPECT_NE(written.find("<Support>\n      <Type>Block</Type>\n    </Support>\n"),
-            std::string::npos);
+  ASSERT_NE(written.find("<Support>"), std::string::npos);
   EXPECT_EQ(written.find("<Support>"), written.rfind("<Support>"));
   MMachineQualityParts read;
   MSAXQualityPartsHelper helper(read, kKeep);

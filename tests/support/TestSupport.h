@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include <TalSDK/sdk/common/Logging.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXPersist.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
@@ -33,6 +34,12 @@ std::string ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, std::string_view content);
 // The names of the entries of `directory`.
 std::set<std::string> Entries(const std::filesystem::path& directory);
+
+// Collects what is sent to it as the process logger.
+struct CapturedLog : TalSDK::Common::Logging::ILogger {
+  void LogMessage(std::string_view message) override { messages.emplace_back(message); }
+  std::vector<std::string> messages;
+};
 
 // A root handler that keeps the whole document as kept elements and writes it back.
 class KeepEverything : public ISAXPersist, public TalSDK::MSaxPersistExtensibleObject {
