@@ -52,11 +52,6 @@ std::string Saved(const TalAM::MachineParameters& machine) {
   return document;
 }
 
-// Binary payloads, and area types (which decide the parameters that follow), stay as they are.
-bool Unchanged(const std::string& tag) {
-  return tag == "Vertices" || tag == "Triangles" || tag == "Bitmap" || tag == "AreaType";
-}
-
 // Enumerations of the example: another text the machine file accepts ("" for none).
 std::string OtherEnumText(const std::string& text) {
   std::istringstream pairs(
@@ -76,8 +71,9 @@ std::string OtherNumber(const std::string& number) {
   return std::to_string(std::strtoll(number.c_str(), nullptr, 10) + 1);
 }
 
+// Binary payloads, and area types (which decide the parameters that follow), stay as they are.
 std::string OtherText(const std::string& tag, const std::string& text) {
-  if (Unchanged(tag)) return text;
+  if (tag == "Vertices" || tag == "Triangles" || tag == "Bitmap" || tag == "AreaType") return text;
   if (text == "true") return "false";
   if (text == "false") return "true";
   static const std::regex numbers(R"(-?[0-9][0-9.e+-]*( -?[0-9][0-9.e+-]*)*)");
@@ -220,11 +216,8 @@ std::vector<Container> FindContainers(const std::string& xml) {
   return found;
 }
 
-std::string WithoutNumbers(std::string path) {
-  for (std::size_t at; (at = path.find('[')) != std::string::npos;) {
-    path.erase(at, path.find(']', at) - at + 1);
-  }
-  return path;
+std::string WithoutNumbers(const std::string& path) {
+  return std::regex_replace(path, std::regex(R"(\[[0-9]+\])"), "");
 }
 
 // The containers, and an unknown element "Future" planted into Envelope with the element inside.
@@ -244,10 +237,8 @@ std::vector<Container> Cases() {
 
 // "Machine/Platform/LaserOverlaps/Overlap[2]" -> "Machine_Platform_LaserOverlaps_Overlap2".
 std::string TestName(const ::testing::TestParamInfo<Container>& param) {
-  std::string name = param.param.path;
-  std::replace(name.begin(), name.end(), '/', '_');
-  std::erase_if(name, [](char c) { return c == '[' || c == ']'; });
-  return name;
+  return std::regex_replace(std::regex_replace(param.param.path, std::regex("/"), "_"),
+                            std::regex(R"([\[\]])"), "");
 }
 
 using RequiredElementEverywhereTest = ::testing::TestWithParam<Container>;

@@ -49,14 +49,6 @@ std::set<std::string> Entries(const std::filesystem::path& directory) {
   return names;
 }
 
-bool KeepEverything::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
-}
-
-bool KeepEverything::Write(TalSAX::ISAXWriter& writer) const {
-  return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
-}
-
 std::string RoundTrip(std::string_view xml) {
   KeepEverything kept;
   TalSAX::SAXReader(true, nullptr).ParseBuffer(xml, &kept);

@@ -44,8 +44,12 @@ struct CapturedLog : TalSDK::Common::Logging::ILogger {
 // A root handler that keeps the whole document as kept elements and writes it back.
 class KeepEverything : public ISAXPersist, public TalSDK::MSaxPersistExtensibleObject {
  public:
-  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
-  bool Write(TalSAX::ISAXWriter& writer) const override;
+  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override {
+    return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+  }
+  bool Write(TalSAX::ISAXWriter& writer) const override {
+    return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  }
 };
 
 // Parses `xml` into a KeepEverything and writes it back to text.

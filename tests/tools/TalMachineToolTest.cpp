@@ -50,10 +50,8 @@ bool Finds(const std::string& text, const std::string& pattern) {
   auto from = text.cbegin();
   for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + gap.size()) {
     end = pattern.find(gap, start);
-    if (!std::regex_search(from, text.cend(), match,
-                           std::regex(pattern.substr(start, end - start)))) {
-      return false;
-    }
+    const std::regex part(pattern.substr(start, end - start));
+    if (!std::regex_search(from, text.cend(), match, part)) return false;
     from = match[0].second;
   }
   return true;

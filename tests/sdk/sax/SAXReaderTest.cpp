@@ -179,11 +179,10 @@ TEST(SAXReaderTest, ErrorsFoundWhileReadingAheadNameTheirPlace) {
     reader.GetElementTextView();
     return true;
   };
-  EXPECT_THAT(
-      [&] {
-        SAXReader(true, nullptr).ParseBuffer("<R>\n<A>x<B>&nope;</B></A></R>", &probe, "doc.xml");
-      },
-      FailsWith("doc.xml:2:8: not well-formed XML: undefined entity '&nope;'"));
+  const auto parse = [&] {
+    SAXReader(true, nullptr).ParseBuffer("<R>\n<A>x<B>&nope;</B></A></R>", &probe, "doc.xml");
+  };
+  EXPECT_THAT(parse, FailsWith("doc.xml:2:8: not well-formed XML: undefined entity '&nope;'"));
 
   // A reader that failed inside a captured element captures the next document's from scratch.
   SAXReader reused(true, nullptr);
