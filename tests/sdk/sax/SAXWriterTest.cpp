@@ -10,12 +10,10 @@
 #include <vector>
 
 #include <TalSDK/sdk/common/StringConversion.h>
-#include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include "support/TestSupport.h"
 
 using TalSAX::SAXWriter;
-using TalSDK::FileIO::MSAXError::MGeneric;
 using ::testing::HasSubstr;
 using TestSupport::WriteFailure;
 using TestSupport::Written;
