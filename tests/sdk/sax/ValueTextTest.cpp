@@ -31,10 +31,9 @@ std::string Text(T value, int precision = 0, bool fixed = false) {
   return out.substr(1);
 }
 
-// Parses `text` into a T preset to `sentinel`; returns whether it succeeded and the value.
+// Parses `text` into a T preset to `value`; returns whether it succeeded and the value.
 template <class T>
-std::pair<bool, T> ParseInto(std::string_view text, T sentinel) {
-  T value = sentinel;
+std::pair<bool, T> ParseInto(std::string_view text, T value) {
   const bool ok = VT::Parse(text, value);
   return {ok, value};
 }
@@ -47,10 +46,8 @@ void ExpectIntegerLimits(const char* minText, const char* maxText, const char* b
   EXPECT_EQ(Text(L::max()), maxText);
   EXPECT_EQ(ParseInto<T>(minText, 7), std::make_pair(true, L::min()));
   EXPECT_EQ(ParseInto<T>(maxText, 7), std::make_pair(true, L::max()));
-  for (const char* bad :
-       {belowMin, aboveMax, "", " \t", "12abc", "+1", "0x10", "1.5", "1e3", "- 1", "1 2", "\v1",
-        "\xC2\xA0"
-        "1"}) {
+  for (const char* bad : {belowMin, aboveMax, "", " \t", "12abc", "+1", "0x10", "1.5", "1e3", "- 1",
+                          "1 2", "\v1", "\xC2\xA0\x31"}) {
     EXPECT_EQ(ParseInto<T>(bad, 7), std::make_pair(false, T{7})) << '"' << bad << '"';
   }
   EXPECT_EQ(ParseInto<T>(" \t\r\n12\n ", 7), std::make_pair(true, T{12}));
