@@ -121,9 +121,10 @@ TEST(QualityPartsTest, EqualityAndOrder) {
 
 // What the tool shows of a position: its translation, and whether the part is turned or scaled.
 TEST(QualityPartsTest, PositionIsShownAsTranslationAndRotation) {
+  using C = std::tuple<int, int, double, const char*>;  // row, column, value, rotated
   for (const auto& [row, column, value, rotated] :
-       std::vector<std::tuple<int, int, double, const char*>>{
-           {0, 3, 7.5, "false"}, {0, 0, 0.5, "true"}, {0, 2, 1, "true"}, {2, 2, 2, "true"}}) {
+       {C{0, 3, 7.5, "false"}, C{3, 0, 1, "false"}, C{0, 0, 0.5, "true"}, C{0, 2, 1, "true"},
+        C{2, 2, 2, "true"}}) {
     QualityPartItem item;
     item.m_position(row, column) = value;
     std::string shown;

@@ -63,7 +63,7 @@ TEST(SupportGlobalTest, SettingsAreKeptInOrderSurviveARoundTripAndChange) {
   const std::function<void(MSupportGlobal&)> changes[] = {
       [](MSupportGlobal& s) { s.SetSetting("Density", "21"); },
       [](MSupportGlobal& s) { s.SetSetting("Extra", ""); },
-      [](MSupportGlobal& s) { s.RemoveSetting("Pattern"); },
+      [](MSupportGlobal& s) { EXPECT_TRUE(s.RemoveSetting("Pattern")); },
       [](MSupportGlobal& s) { s.AddUnhandledElement(MSaxUnhandledElement("Future")); },
   };
   for (const auto& change : changes) {
