@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -49,12 +48,11 @@ TEST(BuildTimeTest, ScanSpeedFollowsTheWorkingCurveBitForBit) {
   auto& resin = params.m_machineAndResinParameters;
   EXPECT_EQ(params.SCAN_SNELHEID(resin.m_dp), 0x1.34f8e6p+9f);  // 617.94
   // Laser power, laser diameter, cure depth and the speed.
-  const std::tuple<float, float, float, float> cases[] = {{20, 200, 0.05f, 0x1.363664p+10f},
-                                                          {20, 200, 0.2f, 0x1.f433a4p+8f},
-                                                          {20, 200, 0.5f, 0x1.45214ep+6f},
-                                                          {35.5f, 130, 0.2f, 0x1.557bep+10f},
-                                                          {20, 0, 0.2f, INFINITY}};
-  for (const auto& [power, diameter, cureDepth, speed] : cases) {
+  using C = std::tuple<float, float, float, float>;
+  for (const auto& [power, diameter, cureDepth, speed] :
+       {C{20, 200, 0.05f, 0x1.363664p+10f}, C{20, 200, 0.2f, 0x1.f433a4p+8f},
+        C{20, 200, 0.5f, 0x1.45214ep+6f}, C{35.5f, 130, 0.2f, 0x1.557bep+10f},
+        C{20, 0, 0.2f, INFINITY}}) {
     resin.m_laserPower = power;
     resin.m_laserDiameter = diameter;
     EXPECT_EQ(params.SCAN_SNELHEID(cureDepth), speed)
@@ -208,23 +206,18 @@ TEST(BuildTimeTest, FragmentUnitsFollowTheDependencyAndTheUserUnit) {
   costs.GetCostFragment(0).SetDependency(P::Volume);
   EXPECT_FALSE(costs.NeedTimeCalculation());
 
-  const double p = 2000000.0;
-  const double f = 0.03937007874015748;
-  // The dependency, then the units in millimetres and in inches.
-  const std::tuple<P, double, double> cases[] = {
-      {P::Volume, p * 9.999999974752427e-7, p * f * f * f},
-      {P::VolumeBoundingBox, p * 9.999999974752427e-7, p * f * f * f},
-      {P::SurfaceArea, p * 0.009999999776482582, p * f * f},
-      {P::DeltaX, p, p * f},
-      {P::NumberOfStls, p, p},
-      {P::FixedTime, 1.0, 1.0},
-      {P::XMin, 0.0, 0.0},
-      {P::MeasuredBuildTime, 0.0, 0.0},
-      {P::LaserPower, 0.0, 0.0}};
+  const double p = 2000000.0, f = 0.03937007874015748;
   MBuildtimePlatform platform;
   for (unsigned int i = 0; i < MBuildtimePlatform::kParameterCount; ++i)
     platform.SetParameter(i, p);
-  for (const auto& [dependency, metric, inches] : cases) {
+  // The dependency, then the units in millimetres and in inches.
+  using C = std::tuple<P, double, double>;
+  for (const auto& [dependency, metric, inches] :
+       {C{P::Volume, p * 9.999999974752427e-7, p * f * f * f},
+        C{P::VolumeBoundingBox, p * 9.999999974752427e-7, p * f * f * f},
+        C{P::SurfaceArea, p * 0.009999999776482582, p * f * f}, C{P::DeltaX, p, p * f},
+        C{P::NumberOfStls, p, p}, C{P::FixedTime, 1.0, 1.0}, C{P::XMin, 0.0, 0.0},
+        C{P::MeasuredBuildTime, 0.0, 0.0}, C{P::LaserPower, 0.0, 0.0}}) {
     SCOPED_TRACE(static_cast<int>(dependency));
     costs.GetCostFragment(0) = Fragment(L"x", dependency, 3.0f);
     EXPECT_EQ(costs.CalculateTotalUnits(0, platform, 7200.0), metric);

@@ -83,7 +83,7 @@ TEST(CLModelTest, OffsetCacheIsFilledOnce) {
   EXPECT_EQ(post.m_individualOutsideOffsets, std::vector<std::int32_t>({-40, -80}));
 }
 
-TEST(CLModelTest, NamedLookupsDifferOnUnknownNames) {
+TEST(CLModelTest, NamedLookupsDifferOnUnknownNamesAndVisitsOpenEachSetByName) {
   MCLParameters set;
   set.SetOperatingMode(Mode::eIgnoreUnhandledElements);
   set.GetDefaultComponentScanningParameters().GetBorderBuildParameters().m_laserPower = 1;
@@ -114,13 +114,9 @@ TEST(CLModelTest, NamedLookupsDifferOnUnknownNames) {
   set.GetAvailableScanningParameters(names);
   set.GetAvailablePostProcessParameters(names);
   EXPECT_EQ(names, std::vector<std::wstring>({L"Part"}));
-}
 
-// Laser sets are shown as the file holds them, the default one first, each opened by its name;
-// then the post-process sets.
-TEST(CLModelTest, VisitOpensEverySetWithItsName) {
-  MCLParameters set;
-  set.GetComponentScanningParameters(L"Part", true);
+  // Laser sets are shown as the file holds them, the default one first, each opened by its
+  // name; then the post-process sets.
   set.GetComponentPostProcessParameters(L"Post", true);
   std::string shown;
   bool opened = false;

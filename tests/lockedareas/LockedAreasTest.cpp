@@ -61,7 +61,7 @@ std::shared_ptr<MStlBase> Tetrahedron(float unused = 0.0f) {
 
 // Copies of a shape share its mesh until it is made private; an AreaHolder copy of any kind of
 // area does so for custom shapes alone, and an AreasData copy takes private meshes.
-TEST(LockedAreasTest, CustomMeshesAreSharedUntilMadePrivate) {
+TEST(LockedAreasTest, CustomMeshesAreSharedUntilMadePrivateAndCompareByBoxAndVolume) {
   CustomShape source;
   CustomShape copy = source;
   copy.stl->Copy(*Tetrahedron());
@@ -85,9 +85,8 @@ TEST(LockedAreasTest, CustomMeshesAreSharedUntilMadePrivate) {
   mesh(copied)->ClearStl(false);
   EXPECT_EQ(mesh(data)->GetTriangleCount(), 4u);
   EXPECT_EQ(mesh(assigned)->GetTriangleCount(), 4u);
-}
 
-TEST(LockedAreasTest, CustomShapesCompareByBoxVolumeAndKeptElements) {
+  // Custom shapes compare by box, volume and kept elements.
   CustomShape a, b;
   a.stl = Tetrahedron();
   b.stl = Tetrahedron(0.1f);
@@ -143,10 +142,8 @@ TEST(LockedAreasTest, VisitListsEachAreaWithItsParameters) {
 TEST(LockedAreasTest, VisibilityDefaultsDependOnTheKind) {
   // Without a preceding "AreaVisibility" a custom shape is hidden, the other kinds shown; a
   // read visibility holds for the next area only.
-  const struct {
-    std::string body;
-    std::vector<bool> visible;  // by name
-  } cases[] = {
+  // The areas, and whether each is visible, by name.
+  const std::pair<std::string, std::vector<bool>> cases[] = {
       {Area("a", kRect), {true}},
       {Area("a", kCyl), {true}},
       {Area("a", kCustom), {false}},
@@ -155,12 +152,11 @@ TEST(LockedAreasTest, VisibilityDefaultsDependOnTheKind) {
       {Area("a", kCyl, "false") + Area("b", kCustom), {false, false}},
       {Area("a", kCustom, "true") + Area("b", kCustom), {true, false}},
   };
-  for (const auto& c : cases) {
-    const AreasData data = Read(c.body);
+  for (const auto& [body, expected] : cases) {
     std::vector<bool> visible;
-    for (const auto& [name, area] : data.m_areas)
+    for (const auto& [name, area] : Read(body).m_areas)
       visible.push_back(area.IsVisible());
-    EXPECT_EQ(visible, c.visible) << c.body;
+    EXPECT_EQ(visible, expected) << body;
   }
 }
 
@@ -176,10 +172,8 @@ TEST(LockedAreasTest, NameAndTypeCarryOverAndNamesAreUnique) {
 // An unknown type in a file is refused; an unknown type id cannot be listed, but still writes,
 // with empty parameters.
 TEST(LockedAreasTest, UnknownAreaTypes) {
-  for (const std::string& type : {std::string(), std::string("rectangle"), kRect + "s"}) {
-    const AreasData data = Read(Area("a", type, "false", Tag("CenterX", "1")), 1);
-    EXPECT_TRUE(data.m_areas.empty()) << type;
-  }
+  for (const std::string& type : {std::string(), std::string("rectangle"), kRect + "s"})
+    EXPECT_TRUE(Read(Area("a", type, "false", Tag("CenterX", "1")), 1).m_areas.empty()) << type;
   AreasData data;
   data.m_areas[L"odd"] = AreaHolder(L"com.quillon.brisko.area.sphere", Rectangle());
   EXPECT_THAT([&data] { data.GetExtensibleObjectNodes(); },

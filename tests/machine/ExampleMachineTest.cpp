@@ -35,28 +35,33 @@ const std::string& Example() {
   return text;
 }
 
-// Binary payloads, and area types (which decide the parameters that follow), stay as they are.
-bool Unchanged(const std::string& tag) {
-  return tag == "Vertices" || tag == "Triangles" || tag == "Bitmap" || tag == "AreaType";
+// The machine `document` holds, kept elements kept; it must load without refusals.
+TalAM::MachineParameters Loaded(std::string_view document) {
+  TalAM::MachineParameters machine;
+  const TalAM::MachineLoadResult result =
+      TalAM::LoadMachineDocument(machine, document, "document", kKeep);
+  EXPECT_TRUE(result.success) << result.message;
+  EXPECT_EQ(TestSupport::Listed(result.refusedElements), "");
+  return machine;
 }
 
-// Enumerations of the example: another text the machine file accepts.
-const std::map<std::string, std::string, std::less<>> kOtherEnumText = {
-    {"Mm", "Inch"},
-    {"Box", "Circle"},
-    {"Normal", "Heavy"},
-    {"sli_eos", "cli"},
-    {"cli_float", "ssl"},
-    {"SelfLearning", "DrawingSpeed"},
-    {"BoundingBox", "Contour"},
-    {"EstimatedBuildTime", "Surface"},
-    {"FixedTime", "DeltaX"},
-    {"SupportVolume", "XYSurface"},
-    {"Volume", "DeltaZ"},
-    {"Negative", "Positive"},
-    {"Double", "Negative"},
-    {"X", "Y"},
-    {"Y", "X"}};
+std::string Saved(const TalAM::MachineParameters& machine) {
+  std::string document;
+  std::wstring message;
+  EXPECT_TRUE(TalAM::SaveMachineDocument(machine, document, message)) << message;
+  return document;
+}
+
+// Enumerations of the example: another text the machine file accepts ("" for none).
+std::string OtherEnumText(const std::string& text) {
+  std::istringstream pairs(
+      "Mm Inch Box Circle Normal Heavy sli_eos cli cli_float ssl SelfLearning DrawingSpeed "
+      "BoundingBox Contour EstimatedBuildTime Surface FixedTime DeltaX SupportVolume XYSurface "
+      "Volume DeltaZ Negative Positive Double Negative X Y Y X");
+  for (std::string from, to; pairs >> from >> to;)
+    if (from == text) return to;
+  return "";
+}
 
 // A number changed so that codes 0 and 1 stay in range and the text reads back as written.
 std::string OtherNumber(const std::string& number) {
@@ -66,8 +71,9 @@ std::string OtherNumber(const std::string& number) {
   return std::to_string(std::strtoll(number.c_str(), nullptr, 10) + 1);
 }
 
+// Binary payloads, and area types (which decide the parameters that follow), stay as they are.
 std::string OtherText(const std::string& tag, const std::string& text) {
-  if (Unchanged(tag)) return text;
+  if (tag == "Vertices" || tag == "Triangles" || tag == "Bitmap" || tag == "AreaType") return text;
   if (text == "true") return "false";
   if (text == "false") return "true";
   static const std::regex numbers(R"(-?[0-9][0-9.e+-]*( -?[0-9][0-9.e+-]*)*)");
@@ -80,10 +86,8 @@ std::string OtherText(const std::string& tag, const std::string& text) {
     }
     return changed;
   }
-  if (const auto known = kOtherEnumText.find(text); known != kOtherEnumText.end()) {
-    return known->second;
-  }
-  return text + " 2";
+  const std::string other = OtherEnumText(text);
+  return other.empty() ? text + " 2" : other;
 }
 
 // One value of the example and the text it is changed to.
@@ -134,28 +138,17 @@ TEST(EveryValueRoundTrip, EveryChangedValueIsReadAndWrittenBack) {
   ASSERT_GT(changes.size(), 300u);
   const std::string changed = Changed(changes, 0, changes.size());
 
-  TestSupport::TempDirectory dir;
-  const auto in = dir.File("changed.xml").wstring();
-  const auto out = dir.File("saved.xml").wstring();
-  TestSupport::WriteFile(in, changed);
-  TalAM::MachineParameters machine;
-  const TalAM::MachineLoadResult result = TalAM::LoadMachineFile(machine, in.c_str(), kKeep);
-  ASSERT_TRUE(result.success);
-  for (const auto& refused : result.refusedElements)
-    ADD_FAILURE() << "refused: " << refused.path;
-  ASSERT_TRUE(TalAM::SaveToTMCF(machine, out.c_str()));
+  const TalAM::MachineParameters machine = Loaded(changed);
+  const std::string saved = Saved(machine);
   // Line by line, so that a failure names the values that did not come back.
-  std::istringstream saved(TestSupport::ReadFile(dir.File("saved.xml"))), expected(changed);
+  std::istringstream savedLines(saved), expected(changed);
   for (std::string a, b; std::getline(expected, a);) {
-    if (!std::getline(saved, b)) b = "(end of file)";
+    if (!std::getline(savedLines, b)) b = "(end of file)";
     EXPECT_EQ(b, a);
   }
-
-  TalAM::MachineParameters again, original;
-  ASSERT_TRUE(TalAM::LoadFromTMCF(again, out.c_str(), kKeep));
+  const TalAM::MachineParameters again = Loaded(saved);
   EXPECT_TRUE(again == machine);
-  ASSERT_TRUE(TalAM::LoadFromTMCF(original, L"" EXAMPLE_MACHINE, kKeep));
-  EXPECT_FALSE(again == original);
+  EXPECT_FALSE(again == Loaded(Example()));
 }
 
 // A machine with any one value changed is unequal to the example, except for the values that
@@ -168,16 +161,10 @@ TEST(EveryValueRoundTrip, EveryComparedValueTakesPartInEquality) {
       "RecoaterVisible", "RecoaterDirectionAxis", "RecoaterDirection",
       "Color",           "ZCompensation",         "PlatformStl/Name",
       "LockedAreas/Name"};
-  TalAM::MachineParameters original;
-  ASSERT_TRUE(TalAM::LoadFromTMCF(original, L"" EXAMPLE_MACHINE, kKeep));
-  TestSupport::TempDirectory dir;
-  const auto path = dir.File("one.xml").wstring();
+  const TalAM::MachineParameters original = Loaded(Example());
   const std::vector<Change> changes = Changes();
   for (std::size_t i = 0; i < changes.size(); ++i) {
-    TestSupport::WriteFile(path, Changed(changes, i, i + 1));
-    TalAM::MachineParameters machine;
-    ASSERT_TRUE(TalAM::LoadFromTMCF(machine, path.c_str(), kKeep));
-    EXPECT_EQ(machine == original, notCompared.contains(changes[i].tag))
+    EXPECT_EQ(Loaded(Changed(changes, i, i + 1)) == original, notCompared.contains(changes[i].tag))
         << changes[i].tag << ": " << changes[i].replacement;
   }
 }
@@ -229,11 +216,8 @@ std::vector<Container> FindContainers(const std::string& xml) {
   return found;
 }
 
-std::string WithoutNumbers(std::string path) {
-  for (std::size_t at; (at = path.find('[')) != std::string::npos;) {
-    path.erase(at, path.find(']', at) - at + 1);
-  }
-  return path;
+std::string WithoutNumbers(const std::string& path) {
+  return std::regex_replace(path, std::regex(R"(\[[0-9]+\])"), "");
 }
 
 // The containers, and an unknown element "Future" planted into Envelope with the element inside.
@@ -253,16 +237,11 @@ std::vector<Container> Cases() {
 
 // "Machine/Platform/LaserOverlaps/Overlap[2]" -> "Machine_Platform_LaserOverlaps_Overlap2".
 std::string TestName(const ::testing::TestParamInfo<Container>& param) {
-  std::string name = param.param.path;
-  std::replace(name.begin(), name.end(), '/', '_');
-  std::erase_if(name, [](char c) { return c == '[' || c == ']'; });
-  return name;
+  return std::regex_replace(std::regex_replace(param.param.path, std::regex("/"), "_"),
+                            std::regex(R"([\[\]])"), "");
 }
 
-class RequiredElementEverywhereTest : public ::testing::TestWithParam<Container> {
- protected:
-  TestSupport::TempDirectory m_dir;
-};
+using RequiredElementEverywhereTest = ::testing::TestWithParam<Container>;
 
 }  // namespace
 
@@ -286,26 +265,23 @@ TEST_P(RequiredElementEverywhereTest, PolicyTwoRefusesAPlantedRequiredElement) {
   const std::string& w = c.unknownWrapper;
   std::string variant = Example();
   variant.insert(c.contentStart, w.empty() ? kPlanted : "<" + w + ">" + kPlanted + "</" + w + ">");
-  const auto path = m_dir.File("variant.xml").wstring();
-  TestSupport::WriteFile(path, variant);
 
-  TalAM::MachineParameters machine, example;
-  ASSERT_TRUE(TalAM::LoadFromTMCF(example, L"" EXAMPLE_MACHINE, kKeep));
-  std::wstring message;
-  const bool loaded = TalAM::LoadFromTMCF(machine, path.c_str(), message, kReject);
+  TalAM::MachineParameters machine;
+  const auto loaded = TalAM::LoadMachineDocument(machine, variant, "variant.xml", kReject);
   const auto elements = machine.GetUnhandledElementsFromAllNodes();
+  const std::size_t exampleKept = Loaded(Example()).GetUnhandledElementsFromAllNodes().size();
   if (inSupport || c.path == "Machine/QualityPartsProfiles") {
     // Support settings belong to the support library: every child is a setting, stored and
     // written back whole whatever its attributes, so nothing there is an unknown element. The
     // list of named quality part sets drops anything but a set.
-    EXPECT_TRUE(loaded) << message;
-    EXPECT_EQ(elements.size(), example.GetUnhandledElementsFromAllNodes().size());
+    EXPECT_TRUE(loaded.success) << loaded.message;
+    EXPECT_EQ(elements.size(), exampleKept);
     return;
   }
   if (!w.empty() || c.path == "Machine/AdaptiveLayerThickness") {
     // Inside an unknown element: only the top of a kept element is looked at for
     // required="true", so the file loads and the planted element stays inside it.
-    EXPECT_TRUE(loaded) << message;
+    EXPECT_TRUE(loaded.success) << loaded.message;
     const std::string tag = c.path.substr(c.path.rfind('/') + 1);
     const auto outer = std::find_if(elements.begin(), elements.end(),
                                     [&](const auto& e) { return e.get().GetTagName() == tag; });
@@ -315,23 +291,19 @@ TEST_P(RequiredElementEverywhereTest, PolicyTwoRefusesAPlantedRequiredElement) {
     EXPECT_EQ(outer->get().GetNodes()[1].depth, 1u);
     return;
   }
-  EXPECT_FALSE(loaded);
-  EXPECT_EQ(message, L"Error while reading machine file '" + path +
-                         L"'\nRequired unhandled elements found.");
+  EXPECT_FALSE(loaded.success);
+  EXPECT_EQ(loaded.message,
+            L"Error while reading machine file 'variant.xml'\nRequired unhandled elements found.");
 
   // Policy 1 keeps it, where it was found (a wrapper's children are kept by the enclosing
   // block), next to the example's own kept elements.
   // Saved and loaded again, it is still there; only in the same block, since a group or list
   // wrapper has no kept elements of its own and its block writes them after its own content.
-  TalAM::MachineParameters kept, again;
-  ASSERT_TRUE(TalAM::LoadFromTMCF(kept, path.c_str(), message, kKeep)) << message;
-  const auto copy = m_dir.File("copy.xml").wstring();
-  ASSERT_TRUE(TalAM::SaveToTMCF(kept, copy.c_str()));
-  ASSERT_TRUE(TalAM::LoadFromTMCF(again, copy.c_str(), message, kKeep)) << message;
+  const TalAM::MachineParameters kept = Loaded(variant), again = Loaded(Saved(kept));
   std::string pathFound;
   for (const TalAM::MachineParameters* m : {&kept, &again}) {
     const auto all = m->GetUnhandledElementsFromAllNodes();
-    EXPECT_EQ(all.size(), example.GetUnhandledElementsFromAllNodes().size() + 1);
+    EXPECT_EQ(all.size(), exampleKept + 1);
     const auto planted = std::find_if(all.begin(), all.end(), [](const auto& e) {
       return e.get().GetTagName() == "PlantedUnknown";
     });

@@ -29,7 +29,6 @@ using namespace TalAM::Persistence;
 using enum UnknownText;
 using enum ValueWithoutText;
 using Mode = TalSDK::MSaxPersistExtensibleObject;
-using Paths = std::vector<std::string>;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Pair;
@@ -128,18 +127,8 @@ constexpr auto kFields<P> = Describe<P>(
 
 // The block's content written inside an unindented <Block>, and the write's result.
 std::pair<std::string, bool> TryWrite(const ISAXPersistBase& block) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out, false);
-  bool written = false;
-  {
-    MSAXTagWriter element(writer, "Block");
-    written = block.Write(writer);
-  }
-  EXPECT_TRUE(writer.Close());
-  const std::size_t start = out.find("<Block>");  // absent when the block wrote nothing
-  if (start == std::string::npos) return {"", written};
-  return {out.substr(start + 7, out.rfind("</Block>") - start - 7), written};
+  const auto [written, out] = TestSupport::TryWriteBlock("Block", block, false);
+  return {TestSupport::Inside(out, "Block"), written};
 }
 
 std::string Written(const ISAXPersistBase& block) {
@@ -148,12 +137,10 @@ std::string Written(const ISAXPersistBase& block) {
   return text;
 }
 
-// Reads `content` inside <Block> into `block`; the paths of the refused elements.
-Paths Read(const std::string& content, ISAXPersistBase& block) {
-  Paths paths;
-  for (const auto& warning : TestSupport::ReadBlock("<Block>" + content + "</Block>", block))
-    paths.push_back(warning.path);
-  return paths;
+// Reads `content` inside <Block> into `block`; the paths of the refused elements, each with a
+// space after it.
+std::string Read(const std::string& content, ISAXPersistBase& block) {
+  return TestSupport::Listed(TestSupport::ReadBlock("<Block>" + content + "</Block>", block));
 }
 
 // "path kind text; " for every visited entry of a block, or of a mesh named "Mesh".
@@ -189,7 +176,7 @@ TEST(DescriptionTest, ScalarsAreWrittenInFieldOrderReadBackExactlyAndCompared) {
       "<Length>2147483647</Length><Lenient>Red</Lenient><Blank>Blue</Blank><Warm>Blue</Warm>"
       "<Optional>Blue</Optional><Strict>Blue</Strict><Revision>-1</Revision>";
   Scalars read;
-  EXPECT_EQ(Read(text, read), Paths());
+  EXPECT_EQ(Read(text, read), "");
   EXPECT_EQ(read.m_text, L" B\u00e4r \U0001D11E ");
   EXPECT_EQ(Written(read), text);
 
@@ -206,7 +193,7 @@ TEST(DescriptionTest, ScalarsAreWrittenInFieldOrderReadBackExactlyAndCompared) {
   ASSERT_EQ(changes.size(), 19u);
   for (const std::string& change : changes) {
     Scalars changed;
-    EXPECT_EQ(Read(change, changed), Paths()) << change;
+    EXPECT_EQ(Read(change, changed), "") << change;
     EXPECT_EQ(changed == Scalars(), change.starts_with("<Revision>")) << change;
   }
   Scalars nan;
@@ -216,12 +203,12 @@ TEST(DescriptionTest, ScalarsAreWrittenInFieldOrderReadBackExactlyAndCompared) {
 
 // A value that does not convert is refused and leaves the member as it was.
 TEST(DescriptionTest, BadValuesAreRefusedAndLeaveTheMemberUnchanged) {
-  const std::pair<const char*, Paths> cases[] = {
-      {"<Int>2147483648</Int>", {"Block/Int"}}, {"<Short>65536</Short>", {"Block/Short"}},
-      {"<Short>-1</Short>", {"Block/Short"}},   {"<Long>1.5</Long>", {"Block/Long"}},
-      {"<Float>1e39</Float>", {"Block/Float"}}, {"<Double>x</Double>", {"Block/Double"}},
-      {"<Flag>yes</Flag>", {"Block/Flag"}},     {"<Length>1 mm</Length>", {"Block/Length"}},
-      {"<Warm>Green</Warm>", {"Block/Warm"}},   {"<Revision>x</Revision>", {}}};
+  const std::pair<const char*, const char*> cases[] = {
+      {"<Int>2147483648</Int>", "Block/Int "}, {"<Short>65536</Short>", "Block/Short "},
+      {"<Short>-1</Short>", "Block/Short "},   {"<Long>1.5</Long>", "Block/Long "},
+      {"<Float>1e39</Float>", "Block/Float "}, {"<Double>x</Double>", "Block/Double "},
+      {"<Flag>yes</Flag>", "Block/Flag "},     {"<Length>1 mm</Length>", "Block/Length "},
+      {"<Warm>Green</Warm>", "Block/Warm "},   {"<Revision>x</Revision>", ""}};
   for (const auto& [element, warnings] : cases) {
     Scalars read;
     EXPECT_EQ(Read(element, read), warnings) << element;
@@ -229,7 +216,7 @@ TEST(DescriptionTest, BadValuesAreRefusedAndLeaveTheMemberUnchanged) {
     EXPECT_EQ(read.m_revision, 7) << element;
   }
   Scalars counted;
-  EXPECT_EQ(Read("<Int>5</Int><Int>x</Int><Int>6</Int>", counted), Paths{"Block/Int"});
+  EXPECT_EQ(Read("<Int>5</Int><Int>x</Int><Int>6</Int>", counted), "Block/Int ");
   EXPECT_EQ(counted.m_int, 6);
   EXPECT_EQ(counted.m_reads, 2);  // AfterRead follows successful reads only
 }
@@ -238,7 +225,7 @@ TEST(DescriptionTest, EnumerationsHandleUnknownTextsAndValuesWithoutText) {
   for (const std::string text : {"red", " Red", "Violet", ""}) {
     Scalars read;
     EXPECT_EQ(Read("<Strict>" + text + "</Strict><Lenient>" + text + "</Lenient>", read),
-              Paths{"Block/Strict"});
+              "Block/Strict ");
     EXPECT_EQ(read.m_strict, Tone::Green) << text;
     EXPECT_EQ(read.m_lenient, Tone::Blue) << text;
   }
@@ -249,7 +236,7 @@ TEST(DescriptionTest, EnumerationsHandleUnknownTextsAndValuesWithoutText) {
   EXPECT_THAT(Written(block),
               HasSubstr("<Lenient>Blue</Lenient><Blank/><Warm>Red</Warm><Strict>Green</Strict>"));
   Scalars blank;
-  EXPECT_EQ(Read("<Blank/>", blank), Paths());
+  EXPECT_EQ(Read("<Blank/>", blank), "");
   EXPECT_EQ(blank.m_blank, Tone::Red);
   // A failing field stops the block: nothing after it is written.
   block.m_strict = Tone::Violet;
@@ -287,7 +274,7 @@ TEST(DescriptionTest, TagsReachTheirFieldsThroughGroupOwnTagAndLists) {
                  "<S><Name>Outside</Name></S><Loose><Value>9</Value></Loose>"
                  "<Values><V>1</V><V>x</V><V>-2</V></Values><Extra>7</Extra>",
                  read),
-            Paths{"Block/Values/V"});
+            "Block/Values/V ");
   EXPECT_EQ(Written(read),
             "<Name>Outside</Name><Material><Name>Iron</Name><Density>9</Density></Material>"
             "<Leaf><Value>5</Value></Leaf><Items><Item><Value>2</Value></Item>"
@@ -333,7 +320,7 @@ TEST(DescriptionTest, EqualityAndNodesIncludeTheChildAndTheItemsInOrder) {
         "<Items><Item/><Item><Value>2</Value><Unknown/></Item></Items>", "<Kept><K/></Kept>",
         "<Values><V>1</V></Values>", "<Extra>1</Extra>", "<Unknown/>"}) {
     Parent changed = base;
-    EXPECT_EQ(Read(change, changed), Paths()) << change;
+    EXPECT_EQ(Read(change, changed), "") << change;
     EXPECT_FALSE(changed == base) << change;
   }
 }

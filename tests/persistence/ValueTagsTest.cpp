@@ -6,10 +6,11 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
+#include "support/TestSupport.h"
 
 namespace {
 
@@ -19,23 +20,14 @@ using WriteFunction = std::function<void(TalSAX::ISAXWriter&)>;
 
 // What `write` writes inside an unindented <R>.
 std::string Body(const WriteFunction& write) {
-  std::string text;
-  TalSAX::SAXWriter writer(nullptr);
-  EXPECT_TRUE(writer.OpenString(text, false));
-  {
-    MSAXTagWriter root(writer, "R");
-    write(writer);
-  }
-  EXPECT_TRUE(writer.Close());
-  const std::size_t start = text.find("<R>") + 3;
-  return text.substr(start, text.rfind("</R>") - start);
+  const auto inR = [&](TalSAX::ISAXWriter& w) {
+    MSAXTagWriter root(w, "R");
+    write(w);
+  };
+  return TestSupport::Inside(TestSupport::Written(inR, false), "R");
 }
 
-struct Case {
-  const char* name;
-  WriteFunction write;
-  std::string expected;
-};
+using Case = std::tuple<const char*, WriteFunction, std::string>;  // name, write, expected
 
 // A value written both ways: as a whole element <V>, and as the text of an open element <O>.
 template <class T>
@@ -71,24 +63,18 @@ TEST(ValueTagsTest, EachTypeIsWrittenInItsOwnForm) {
        "<V>1234.6</V>"},
       {"double fixed", [](auto& w) { WriteValueTag(w, "V", 2.0 / 3.0, 2, true); }, "<V>0.67</V>"},
   };
-  for (const Case& c : cases)
-    EXPECT_EQ(Body(c.write), c.expected) << c.name;
+  for (const auto& [name, write, expected] : cases)
+    EXPECT_EQ(Body(write), expected) << name;
 }
 
 // A value that is not a character cannot be encoded; the failure names the element, also
 // when only the text is written into an element the caller opened. (The whole-element form
 // is checked by the machine file's save of such a comment.)
 TEST(ValueTagsTest, WideTextThatIsNotUnicodeFailsNamingTheElement) {
-  std::string out;
-  TalSAX::SAXWriter writer(nullptr);
-  EXPECT_TRUE(writer.OpenString(out));
-  writer.StartTag("Outer");
-  try {
-    WriteValueOnly(writer, L"ok" + std::wstring(1, static_cast<wchar_t>(0xDFFF)));
-    ADD_FAILURE() << "no exception";
-  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
-    EXPECT_THAT(error.GetMessage(), ::testing::HasSubstr("Outer"));
-  }
+  EXPECT_THAT(TestSupport::WriteFailure([](TalSAX::ISAXWriter& w) {
+                WriteValueOnly(w, L"ok" + std::wstring(1, static_cast<wchar_t>(0xDFFF)));
+              }),
+              ::testing::HasSubstr("Machine"));
 }
 
 }  // namespace

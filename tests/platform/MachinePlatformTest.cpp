@@ -79,45 +79,40 @@ void MakeTriangle(MStlBase& mesh, const std::wstring& name) {
 TEST(MachinePlatformTest, ShapeAndPointsAreStrictWhileAxesAndDirectionsFallBack) {
   using G = Platform::GasFlow;
   using R = Platform::Recoater;
-  const struct {
-    const char* tag;
-    const char* text;
-    bool refused;
-    Point position = {7, 8, 9};
-    std::optional<G> gasFlow = {};
-    std::optional<R> recoater = {};
-  } cases[] = {
-      // Reading any tag of an indication engages it with its defaults.
-      {"Shape", "box", true},
-      {"Shape", "Circle ", true},
-      {"GasFlowDirectionAxis", "y", false, {7, 8, 9}, G{}},
-      {"GasFlowDirection", "Double", false, {7, 8, 9}, G{}},  // the recoater's only
-      {"RecoaterDirection", "Double", false, {7, 8, 9}, {}, R{.direction = Direction::Double}},
-      {"RecoaterDirection", "Both", false, {7, 8, 9}, {}, R{}},
-      {"RecoaterDirectionAxis", "Z", false, {7, 8, 9}, {}, R{}},
-      // Values before a failing one stay; the failing one takes what the stream stores (0, or
-      // the nearest limit when out of range).
-      {"Position", " \n-4\t5  -6 ", false, {-4, 5, -6}},
-      {"Position", "1 2 3 extra", false, {1, 2, 3}},
-      {"Position", "-2147483648 2147483647 0", false, {kMin, kMax, 0}},
-      {"Position", "", true},
-      {"Position", "   ", true},
-      {"Position", "1 2", true, {1, 2, 9}},
-      {"Position", "1 2 99999999999", true, {1, 2, kMax}},
-      {"Position", "x 2 3", true, {0, 8, 9}},
-      {"Position", "1.5 2 3", true, {1, 0, 9}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.tag) + " '" + c.text + "'");
+  // The tag and its text, whether it is refused, and the position, gas flow and recoater read.
+  const std::tuple<const char*, const char*, bool, Point, std::optional<G>, std::optional<R>>
+      cases[] = {
+          // Reading any tag of an indication engages it with its defaults.
+          {"Shape", "box", true, {7, 8, 9}, {}, {}},
+          {"Shape", "Circle ", true, {7, 8, 9}, {}, {}},
+          {"GasFlowDirectionAxis", "y", false, {7, 8, 9}, G{}, {}},
+          {"GasFlowDirection", "Double", false, {7, 8, 9}, G{}, {}},  // the recoater's only
+          {"RecoaterDirection", "Double", false, {7, 8, 9}, {}, R{.direction = Direction::Double}},
+          {"RecoaterDirection", "Both", false, {7, 8, 9}, {}, R{}},
+          {"RecoaterDirectionAxis", "Z", false, {7, 8, 9}, {}, R{}},
+          // Values before a failing one stay; the failing one takes what the stream stores (0, or
+          // the nearest limit when out of range).
+          {"Position", " \n-4\t5  -6 ", false, {-4, 5, -6}, {}, {}},
+          {"Position", "1 2 3 extra", false, {1, 2, 3}, {}, {}},
+          {"Position", "-2147483648 2147483647 0", false, {kMin, kMax, 0}, {}, {}},
+          {"Position", "", true, {7, 8, 9}, {}, {}},
+          {"Position", "   ", true, {7, 8, 9}, {}, {}},
+          {"Position", "1 2", true, {1, 2, 9}, {}, {}},
+          {"Position", "1 2 99999999999", true, {1, 2, kMax}, {}, {}},
+          {"Position", "x 2 3", true, {0, 8, 9}, {}, {}},
+          {"Position", "1.5 2 3", true, {1, 0, 9}, {}, {}},
+      };
+  for (const auto& [tag, text, refused, position, gasFlow, recoater] : cases) {
+    SCOPED_TRACE(std::string(tag) + " '" + text + "'");
     Platform platform;
     platform.m_shape = Shape::Circle;
     platform.m_position = {7, 8, 9};
-    EXPECT_EQ(Read(std::string("<") + c.tag + ">" + c.text + "</" + c.tag + ">", platform),
-              c.refused ? 1u : 0u);
+    EXPECT_EQ(Read(std::string("<") + tag + ">" + text + "</" + tag + ">", platform),
+              refused ? 1u : 0u);
     EXPECT_EQ(platform.m_shape, Shape::Circle);
-    EXPECT_EQ(platform.m_position, c.position);
-    EXPECT_EQ(platform.m_gasFlow, c.gasFlow);
-    EXPECT_EQ(platform.m_recoater, c.recoater);
+    EXPECT_EQ(platform.m_position, position);
+    EXPECT_EQ(platform.m_gasFlow, gasFlow);
+    EXPECT_EQ(platform.m_recoater, recoater);
   }
 
   // Digits are never grouped, whatever the process locale does.
@@ -151,11 +146,8 @@ TEST(MachinePlatformTest, ValuesWithoutTextAreWrittenAsTheNearestOne) {
 }
 
 TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimitsAndTheCircleExtent) {
-  const struct {
-    MSAXMachineEnvelope envelope;
-    TalSDK::Math::boundingbox<int, 3> box;
-    bool biggerThanBox, biggerThanCircle;
-  } cases[] = {
+  // The envelope, a footprint, and whether it is bigger than a box and than a circle platform.
+  const std::tuple<MSAXMachineEnvelope, TalSDK::Math::boundingbox<int, 3>, bool, bool> cases[] = {
       {Envelope(100, 200, 300), {{-50, 20, -7}, {50, 220, 293}}, false, true},
       {Envelope(100, 200, 300), {{0, 0, 0}, {10, 10, 300}}, false, false},
       {Envelope(100, 200, 300), {{0, 0, 0}, {101, 200, 300}}, true, true},
@@ -174,16 +166,16 @@ TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimitsAndTheCircleExtent) {
       {Envelope(kMax, kMax, 1), {{0, 0, 0}, {kMax, kMax, 1}}, false, false},
   };
   // The platform tests its envelope by its shape; a shape that names no outline fits anything.
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    const auto& c = cases[i];
+  int index = 0;
+  for (const auto& [envelope, box, biggerThanBox, biggerThanCircle] : cases) {
     Platform platform;
-    platform.m_envelope = c.envelope;
+    platform.m_envelope = envelope;
     std::vector<bool> bigger;
     for (const Shape shape : {Shape::Box, Shape::Circle, static_cast<Shape>(2)}) {
       platform.m_shape = shape;
-      bigger.push_back(platform.IsBiggerThanPlatform(c.box));
+      bigger.push_back(platform.IsBiggerThanPlatform(box));
     }
-    EXPECT_EQ(bigger, (std::vector<bool>{c.biggerThanBox, c.biggerThanCircle, false})) << i;
+    EXPECT_EQ(bigger, (std::vector<bool>{biggerThanBox, biggerThanCircle, false})) << index++;
   }
 
   // Only a read "Dx" sets the circle extent, which the circle test follows rather than m_dx;

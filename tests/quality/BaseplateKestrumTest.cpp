@@ -15,10 +15,7 @@ using Mode = TalSDK::MSaxPersistExtensibleObject;
 template <class Reader, class Model>
 std::string Read(const std::string& content, Model& model) {
   Reader reader(model);
-  std::string paths;
-  for (const auto& element : TestSupport::ReadBlock("<B>" + content + "</B>", reader))
-    paths += element.path + " ";
-  return paths;
+  return TestSupport::Listed(TestSupport::ReadBlock("<B>" + content + "</B>", reader));
 }
 
 // Any method text but "BoundingBox" reads as Contour; any value but 1 writes as "Contour".

@@ -8,7 +8,6 @@
 
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <TalSDK/machine/MachineFile.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
@@ -56,28 +55,28 @@ TEST(SlicingTest, SliceFormatTextsBothWays) {
   }
 }
 
-TEST(SlicingTest, SmoothingTextsAndAValueWithoutText) {
+TEST(SlicingTest, SmoothingTexts) {
   const std::pair<const char*, int> cases[] = {
       {"None", 1}, {"Normal", 2}, {"Heavy", 4}, {"normal", 3}, {"2", 3}};
   for (const auto& [text, after] : cases) {
     SCOPED_TRACE(text);
     MFixParameters fix;
     fix.m_smoothing = static_cast<SmoothingType>(3);
-    const auto refused = ReadBlock(
-        std::string("<FixParameters><Smoothing>") + text + "</Smoothing></FixParameters>", fix);
-    EXPECT_EQ(refused.size(), after == 3 ? 1u : 0u);
+    EXPECT_EQ(ReadBlock("<F><Smoothing>" + std::string(text) + "</Smoothing></F>", fix).size(),
+              after == 3 ? 1u : 0u);
     EXPECT_EQ(static_cast<int>(fix.m_smoothing), after);
   }
-  // A value without a text ends the slicer after the four numbers.
+}
+
+// A smoothing without a text ends the slicer after the four numbers; a format without a text
+// ends the slicer and the post-processing.
+TEST(SlicingTest, AValueWithoutTextEndsTheEnclosingBlocks) {
   MSlicer slicer;
   slicer.m_fixParameters.m_smoothing = static_cast<SmoothingType>(3);
   EXPECT_THAT(TryWriteBlock("Slicer", slicer),
               Pair(false, EndsWith("Contour>0</MinimumLengthClosedContour>\n"
                                    "  </FixParameters>\n</Slicer>\n")));
-}
-
-TEST(SlicingTest, AFormatWithoutTextEndsTheEnclosingBlocks) {
-  MSlicer slicer;
+  slicer = MSlicer();
   slicer.m_formatParameters.m_format = static_cast<SliceFormat>(7);
   EXPECT_THAT(TryWriteBlock("Slicer", slicer),
               Pair(false, EndsWith("  </FixParameters>\n  <FormatParameters/>\n</Slicer>\n")));

@@ -8,6 +8,7 @@
 #include <random>
 #include <sstream>
 
+#include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include <TalSDK/sdk/sax/SAXWriter.h>
 
@@ -41,36 +42,58 @@ void WriteFile(const std::filesystem::path& path, std::string_view content) {
   out.write(content.data(), static_cast<std::streamsize>(content.size()));
 }
 
-bool KeepEverything::HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) {
-  return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
-}
-
-bool KeepEverything::Write(TalSAX::ISAXWriter& writer) const {
-  return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+std::set<std::string> Entries(const std::filesystem::path& directory) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(directory))
+    names.insert(entry.path().filename().string());
+  return names;
 }
 
 std::string RoundTrip(std::string_view xml) {
   KeepEverything kept;
-  TalSAX::SAXReader reader(true, nullptr);
-  reader.ParseBuffer(xml, &kept);
+  TalSAX::SAXReader(true, nullptr).ParseBuffer(xml, &kept);
+  return Written([&kept](TalSAX::ISAXWriter& writer) { kept.Write(writer); });
+}
+
+std::string Written(const std::function<void(TalSAX::ISAXWriter&)>& steps, bool indent) {
   std::string out;
   TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  kept.Write(writer);
-  writer.Close();
+  EXPECT_TRUE(writer.OpenString(out, indent));
+  steps(writer);
+  EXPECT_TRUE(writer.Close());
   return out;
 }
 
-std::pair<bool, std::string> TryWriteBlock(std::string_view tag, const ISAXPersistBase& block) {
+std::string WriteFailure(const std::function<void(TalSAX::ISAXWriter&)>& step) {
   std::string out;
   TalSAX::SAXWriter writer(nullptr);
   writer.OpenString(out);
-  bool written = false;
-  {
-    MSAXTagWriter element(writer, tag);
-    written = block.Write(writer);
+  writer.StartTag("Machine");
+  try {
+    step(writer);
+  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+    return error.GetMessage();
   }
-  writer.Close();
+  return "";
+}
+
+std::string Inside(std::string_view document, std::string_view tag) {
+  const std::string open = "<" + std::string(tag) + ">";
+  const std::size_t start = document.find(open);
+  if (start == std::string_view::npos) return "";
+  const std::size_t end = document.rfind("</" + std::string(tag) + ">");
+  return std::string(document.substr(start + open.size(), end - start - open.size()));
+}
+
+std::pair<bool, std::string> TryWriteBlock(std::string_view tag, const ISAXPersistBase& block,
+                                           bool indent) {
+  bool written = false;
+  std::string out = Written(
+      [&](TalSAX::ISAXWriter& writer) {
+        MSAXTagWriter element(writer, tag);
+        written = block.Write(writer);
+      },
+      indent);
   return {written, out};
 }
 
@@ -95,6 +118,16 @@ std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersist
   TalSAX::SAXReader reader(true, nullptr);
   ReadBlock(document, block, reader);
   return reader.GetWarnings();
+}
+
+std::string Listed(const std::vector<TalSAX::SAXWarning>& warnings, bool places) {
+  std::string listed;
+  for (const auto& w : warnings) {
+    listed += w.path + " ";
+    if (places)
+      listed += std::to_string(w.line) + ":" + std::to_string(w.column) + " '" + w.text + "' ";
+  }
+  return listed;
 }
 
 }  // namespace TestSupport

@@ -2,11 +2,14 @@
 // Shared helpers of the test programs.
 
 #include <filesystem>
+#include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include <TalSDK/sdk/common/Logging.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXPersist.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
@@ -29,20 +32,40 @@ class TempDirectory {
 
 std::string ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, std::string_view content);
+// The names of the entries of `directory`.
+std::set<std::string> Entries(const std::filesystem::path& directory);
+
+// Collects what is sent to it as the process logger.
+struct CapturedLog : TalSDK::Common::Logging::ILogger {
+  void LogMessage(std::string_view message) override { messages.emplace_back(message); }
+  std::vector<std::string> messages;
+};
 
 // A root handler that keeps the whole document as kept elements and writes it back.
 class KeepEverything : public ISAXPersist, public TalSDK::MSaxPersistExtensibleObject {
  public:
-  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override;
-  bool Write(TalSAX::ISAXWriter& writer) const override;
+  bool HandleTag(const std::string& tagName, TalSAX::ISAXReader& reader) override {
+    return TalSDK::MSaxPersistExtensibleObjectReader(*this).HandleTag(tagName, reader);
+  }
+  bool Write(TalSAX::ISAXWriter& writer) const override {
+    return TalSDK::MSaxPersistExtensibleObjectWriter(*this).Write(writer);
+  }
 };
 
 // Parses `xml` into a KeepEverything and writes it back to text.
 std::string RoundTrip(std::string_view xml);
 
+// What `steps` write into a new document, which must close.
+std::string Written(const std::function<void(TalSAX::ISAXWriter&)>& steps, bool indent = true);
+// The message of the failure `step` causes inside <Machine>; empty when it writes.
+std::string WriteFailure(const std::function<void(TalSAX::ISAXWriter&)>& step);
+// The text between the first "<tag>" of `document` and the last "</tag>"; empty without them.
+std::string Inside(std::string_view document, std::string_view tag);
+
 // Writes `block` inside an element named `tag` into a new document: whether the block's Write
 // succeeded, and the document (a failing block still closes its element).
-std::pair<bool, std::string> TryWriteBlock(std::string_view tag, const ISAXPersistBase& block);
+std::pair<bool, std::string> TryWriteBlock(std::string_view tag, const ISAXPersistBase& block,
+                                           bool indent = true);
 
 // Writes `block` inside an element named `tag` into a new document and returns it.
 std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block);
@@ -52,5 +75,8 @@ std::string WriteBlock(std::string_view tag, const ISAXPersistBase& block);
 std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersistBase& block);
 // The same with the caller's reader, which stays available afterwards (references, warnings).
 void ReadBlock(std::string_view document, ISAXPersistBase& block, TalSAX::SAXReader& reader);
+
+// "path " for each warning; with `places`, "path line:column 'text' ".
+std::string Listed(const std::vector<TalSAX::SAXWarning>& warnings, bool places = false);
 
 }  // namespace TestSupport

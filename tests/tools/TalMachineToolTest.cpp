@@ -35,11 +35,11 @@ std::string Quoted(const std::string& text) {
   return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
 }
 
-std::size_t Count(const std::string& text, const std::string& needle) {
-  std::size_t count = 0;
-  for (auto at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
-    ++count;
-  return count;
+// How often `pattern` matches in `text`.
+std::size_t Count(const std::string& text, const std::string& pattern) {
+  const std::regex regex(pattern);
+  return static_cast<std::size_t>(
+      std::distance(std::sregex_iterator(text.begin(), text.end(), regex), std::sregex_iterator()));
 }
 
 // Whether `pattern` is found in `text`. Its parts between "[\s\S]*" are searched one after the
@@ -50,10 +50,8 @@ bool Finds(const std::string& text, const std::string& pattern) {
   auto from = text.cbegin();
   for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + gap.size()) {
     end = pattern.find(gap, start);
-    if (!std::regex_search(from, text.cend(), match,
-                           std::regex(pattern.substr(start, end - start)))) {
-      return false;
-    }
+    const std::regex part(pattern.substr(start, end - start));
+    if (!std::regex_search(from, text.cend(), match, part)) return false;
     from = match[0].second;
   }
   return true;
@@ -75,12 +73,7 @@ class TalMachineTool : public testing::Test {
             ReadFile(capture.File("err"))};
   }
   std::string Tmp(const std::string& name) const { return dir.File(name).string(); }
-  std::set<std::string> Entries() const {
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(dir.Path()))
-      names.insert(entry.path().filename().string());
-    return names;
-  }
+  std::set<std::string> Entries() const { return TestSupport::Entries(dir.Path()); }
 
   TempDirectory dir, capture;
 };
@@ -481,10 +474,9 @@ TEST_F(TalMachineTool, RenderPlatform) {
   EXPECT_EQ(Run("render $EX -o -").out, svg);
 
   // A machine without locked areas has no area shapes, nor legend entries.
-  std::string disabled = ReadFile(kExample);
-  WriteFile(Tmp("plain.xml"),
-            disabled.replace(disabled.find("<AreasEnabled>true"), 18, "<AreasEnabled>false"));
-  EXPECT_TRUE(Finds(Run("render $T/plain.xml").out, ">Locked areas are disabled<"));
+  EXPECT_TRUE(
+      Finds(Run("convert $EX - | sed 's/AreasEnabled>true/AreasEnabled>false/' | $TM render -").out,
+            ">Locked areas are disabled<"));
   const std::string empty = Run("new - | $TM render -").out;
   EXPECT_NO_THROW(TestSupport::RoundTrip(empty));
   EXPECT_EQ(Count(empty, "area\""), 0u) << empty;

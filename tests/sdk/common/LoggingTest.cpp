@@ -6,18 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "support/TestSupport.h"
+
 namespace {
 
 using namespace TalSDK::Common::Logging;
 
-class CaptureLogger : public ILogger {
- public:
-  void LogMessage(std::string_view utf8Message) override { messages.emplace_back(utf8Message); }
-  std::vector<std::string> messages;
-};
-
 TEST(LoggingTest, SetLoggerRoutesMessagesAndNullRestoresTheStderrLogger) {
-  auto capture = std::make_shared<CaptureLogger>();
+  auto capture = std::make_shared<TestSupport::CapturedLog>();
   const std::shared_ptr<ILogger> original = SetLogger(capture);
   GetLogger().LogMessage("f\xC3\xBCnf");
   EXPECT_EQ(capture->messages, std::vector<std::string>{"f\xC3\xBCnf"});

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include <TalSDK/sdk/common/Units.h>
@@ -40,23 +38,21 @@ void ExpectSameContent(const MStlBase& a, const MStlBase& b) {
 TEST(StlBaseTest, VolumeAndBoundsInEveryUnit) {
   const TalSDK::Common::ScopedConversionFactor inches(25.4);  // internal units ignore it
   constexpr double kInch3 = 25.4 * 25.4 * 25.4;
-  struct Case {
-    MStlVertex origin, size;
-    bool inward;
-    double volume;
-  } cases[] = {{{0, 0, 0}, {1, 1, 1}, false, 1.0},
-               {{10, -20, 30}, {2, 3, 4}, false, 24.0},
-               {{10, -20, 30}, {2, 3, 4}, true, -24.0}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.volume);
-    const MStlProperties p = MakeBox(c.origin, c.size, c.inward).GetProperties();
-    EXPECT_NEAR(p.GetVolume(), c.volume, 1e-9);
-    EXPECT_NEAR(p.GetVolume(MStlUnit::Inch), c.volume / kInch3, 1e-12);
-    EXPECT_EQ(p.GetMinY(), c.origin.y);
-    EXPECT_EQ(p.GetMaxZ(), c.origin.z + c.size.z);
-    EXPECT_DOUBLE_EQ(p.GetMaxY(MStlUnit::Inch), (c.origin.y + c.size.y) / 25.4);
-    EXPECT_EQ(p.GetMinX(MStlUnit::Inch, true), c.origin.x * 1000.0);
-    EXPECT_EQ(p.GetMaxX(MStlUnit::Millimetre, true), (c.origin.x + c.size.x) * 1000.0);
+  // Origin, size, normals inward, volume.
+  const std::tuple<MStlVertex, MStlVertex, bool, double> cases[] = {
+      {{0, 0, 0}, {1, 1, 1}, false, 1.0},
+      {{10, -20, 30}, {2, 3, 4}, false, 24.0},
+      {{10, -20, 30}, {2, 3, 4}, true, -24.0}};
+  for (const auto& [origin, size, inward, volume] : cases) {
+    SCOPED_TRACE(volume);
+    const MStlProperties p = MakeBox(origin, size, inward).GetProperties();
+    EXPECT_NEAR(p.GetVolume(), volume, 1e-9);
+    EXPECT_NEAR(p.GetVolume(MStlUnit::Inch), volume / kInch3, 1e-12);
+    EXPECT_EQ(p.GetMinY(), origin.y);
+    EXPECT_EQ(p.GetMaxZ(), origin.z + size.z);
+    EXPECT_DOUBLE_EQ(p.GetMaxY(MStlUnit::Inch), (origin.y + size.y) / 25.4);
+    EXPECT_EQ(p.GetMinX(MStlUnit::Inch, true), origin.x * 1000.0);
+    EXPECT_EQ(p.GetMaxX(MStlUnit::Millimetre, true), (origin.x + size.x) * 1000.0);
   }
   const MStlProperties empty = MStlBase().GetProperties();
   EXPECT_TRUE(empty.GetBoundingBox().IsEmpty());
@@ -65,7 +61,7 @@ TEST(StlBaseTest, VolumeAndBoundsInEveryUnit) {
   EXPECT_EQ(empty.GetVolume(), 0.0);
 }
 
-TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchanged) {
+TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchangedClearKeepsTheName) {
   MStlBase mesh = MakeBox({0, 0, 0}, {1, 1, 1});
   for (const MStlTriangle& bad : {MStlTriangle{{8, 0, 1}}, {{0, 8, 1}}, {{0, 1, 8}}})
     EXPECT_FALSE(mesh.AddTriangle(bad));
@@ -79,6 +75,16 @@ TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchanged) {
   EXPECT_EQ(mesh.GetTriangleCount(), 1u);
   mesh.SetVertices({{1, 2, 3}, {4, 5, 6}});  // old indices no longer apply
   EXPECT_EQ(mesh.GetTriangleCount(), 0u);
+
+  // Clearing keeps the name, and the memory unless told to release it.
+  for (const bool release : {false, true}) {
+    mesh = MakeBox({0, 0, 0}, {1, 1, 1});
+    mesh.SetName(L"n");
+    mesh.ClearStl(release);
+    EXPECT_EQ(mesh.GetVertexCount() + mesh.GetTriangleCount(), 0u);
+    EXPECT_EQ(mesh.GetName(), L"n");
+    EXPECT_EQ(mesh.GetVertices().capacity() == 0, release);
+  }
 }
 
 TEST(StlBaseTest, CopyReportsProgressAndCancelsWithoutChange) {
@@ -116,17 +122,6 @@ TEST(StlBaseTest, CopyReportsProgressAndCancelsWithoutChange) {
     const MStlBase before = untouched;
     EXPECT_FALSE(untouched.Copy(source, &cancel));
     ExpectSameContent(untouched, before);
-  }
-}
-
-TEST(StlBaseTest, ClearStlKeepsTheNameAndOptionallyTheMemory) {
-  for (const bool release : {false, true}) {
-    MStlBase mesh = MakeBox({0, 0, 0}, {1, 1, 1});
-    mesh.SetName(L"n");
-    mesh.ClearStl(release);
-    EXPECT_EQ(mesh.GetVertexCount() + mesh.GetTriangleCount(), 0u);
-    EXPECT_EQ(mesh.GetName(), L"n");
-    EXPECT_EQ(mesh.GetVertices().capacity() == 0, release);
   }
 }
 

@@ -2,27 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <tuple>
 
 #include <TalSDK/sdk/sax/SAXWriter.h>
+#include "support/TestSupport.h"
 
 using TalSAX::UserUint32_t;
-
-namespace {
-
-// The text of the binary element "Bits" the stream is written as.
-std::string WrittenText(const MSAXStreamBinaryOut& stream) {
-  std::string document;
-  TalSAX::SAXWriter writer(nullptr);
-  writer.OpenString(document, false);
-  writer.WriteBinaryElement("Bits", stream);
-  writer.Close();
-  const std::size_t start = document.find("<Bits>") + 6;
-  return document.substr(start, document.find("</Bits>") - start);
-}
-
-}  // namespace
 
 TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
   MSAXStreamBinaryOut out;
@@ -30,7 +15,10 @@ TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
   EXPECT_EQ(out.Size(), 4u + 2u + 4u + 8u + 1u);
   EXPECT_EQ(static_cast<unsigned>(out.Bytes()[0]), 0x04u);  // little-endian
 
-  MSAXStreamBinaryIn in(WrittenText(out));
+  // Read from the text of the binary element the stream is written as.
+  MSAXStreamBinaryIn in(TestSupport::Inside(
+      TestSupport::Written([&](TalSAX::ISAXWriter& w) { w.WriteBinaryElement("Bits", out); }),
+      "Bits"));
   UserUint32_t u;
   std::int16_t s = 0;
   float f = 0;
@@ -43,26 +31,23 @@ TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
 }
 
 TEST(BinaryStreamsTest, ShortOrMalformedPayloadsFailWithoutTouchingTheTarget) {
-  struct Case {
-    const char* text;
-    bool decodes;
-    std::size_t extractable;  // whole UserUint32_t values before the stream fails
-  };
-  const Case cases[] = {
+  // The payload, whether it decodes, and the whole UserUint32_t values before the stream fails.
+  const std::tuple<const char*, bool, std::size_t> cases[] = {
       {"AQAAAAIAAAA=", true, 2},      {"AQAAAAIAAA==", true, 1}, {"", true, 0},
       {" AQAA\nAAIA AAA= ", true, 2}, {"AQAAAAIAAA", false, 0},  {"AQ$AAAIAAAA=", false, 0},
   };
-  for (const Case& c : cases) {
-    MSAXStreamBinaryIn in(c.text);
-    EXPECT_EQ(in.good(), c.decodes) << c.text;
+  for (const auto& [text, decodes, extractable] : cases) {
+    SCOPED_TRACE(text);
+    MSAXStreamBinaryIn in(text);
+    EXPECT_EQ(in.good(), decodes);
     std::size_t extracted = 0;
-    for (; extracted <= c.extractable; ++extracted) {  // bounded: one past the expected
+    for (; extracted <= extractable; ++extracted) {  // bounded: one past the expected
       UserUint32_t value{0xDEADBEEFu};
       if (!(in >> value)) {
-        EXPECT_EQ(value.value, 0xDEADBEEFu) << c.text;
+        EXPECT_EQ(value.value, 0xDEADBEEFu);
         break;
       }
     }
-    EXPECT_EQ(extracted, c.extractable) << c.text;
+    EXPECT_EQ(extracted, extractable);
   }
 }

@@ -10,29 +10,19 @@
 #include <vector>
 
 #include <TalSDK/sdk/common/StringConversion.h>
-#include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include "support/TestSupport.h"
 
 using TalSAX::SAXWriter;
-using TalSDK::FileIO::MSAXError::MGeneric;
 using ::testing::HasSubstr;
+using TestSupport::WriteFailure;
+using TestSupport::Written;
 
 namespace {
 
-// What `steps` write into a string.
-std::string Written(const std::function<void(SAXWriter&)>& steps, bool indent = true) {
-  std::string out;
-  SAXWriter writer(nullptr);
-  EXPECT_TRUE(writer.OpenString(out, indent));
-  steps(writer);
-  EXPECT_TRUE(writer.Close());
-  return out;
-}
-
 // Writes <Doc><V>text</V></Doc> and reads V back as a wide string.
 std::wstring WideRoundTrip(const std::wstring& value) {
-  const std::string out = Written([&](SAXWriter& writer) {
+  const std::string out = Written([&](TalSAX::ISAXWriter& writer) {
     MSAXTagWriter doc(writer, "Doc");
     writer.WriteElement("V", StringConversion::NativeToUtf8(value));
   });
@@ -49,25 +39,11 @@ std::wstring WideRoundTrip(const std::wstring& value) {
   return root.value;
 }
 
-// The message of the failure `step` causes inside <Machine>.
-std::string WriteFailure(const std::function<void(SAXWriter&)>& step) {
-  std::string out;
-  SAXWriter writer(nullptr);
-  writer.OpenString(out);
-  writer.StartTag("Machine");
-  try {
-    step(writer);
-  } catch (const MGeneric& error) {
-    return error.GetMessage();
-  }
-  return "";
-}
-
 }  // namespace
 
 TEST(SAXWriterTest, EscapesTextAndAttributes) {
   EXPECT_EQ(Written(
-                [](SAXWriter& writer) {
+                [](TalSAX::ISAXWriter& writer) {
                   MSAXTagWriter a(writer, "a");
                   writer.WriteAttribute("v", "\"<&>\t\n\r'");
                   writer.WriteText("x & y < z > w\r\n\"'");
@@ -102,13 +78,14 @@ TEST(SAXWriterTest, StringsRoundTripExactly) {
 }
 
 TEST(SAXWriterTest, RefusesWhatCannotBeReadBackAndNamesTheElement) {
-  const std::pair<std::function<void(SAXWriter&)>, const char*> cases[] = {
-      {[](SAXWriter& w) { w.WriteElement("Comments", std::string("a\x01", 2)); },
+  const std::pair<std::function<void(TalSAX::ISAXWriter&)>, const char*> cases[] = {
+      {[](TalSAX::ISAXWriter& w) { w.WriteElement("Comments", std::string("a\x01", 2)); },
        "Machine/Comments"},
-      {[](SAXWriter& w) { w.WriteElement("Name", "\xED\xA0\x80"); }, "Machine/Name"},
-      {[](SAXWriter& w) { w.EndTag("b"); }, "does not match"},
-      {[](SAXWriter& w) { w.WriteAttribute("a b", "1"); }, "'a b' is not a valid attribute name"},
-      {[](SAXWriter& w) {
+      {[](TalSAX::ISAXWriter& w) { w.WriteElement("Name", "\xED\xA0\x80"); }, "Machine/Name"},
+      {[](TalSAX::ISAXWriter& w) { w.EndTag("b"); }, "does not match"},
+      {[](TalSAX::ISAXWriter& w) { w.WriteAttribute("a b", "1"); },
+       "'a b' is not a valid attribute name"},
+      {[](TalSAX::ISAXWriter& w) {
          w.EndTag("Machine");
          w.StartTag("b");
        },
@@ -122,10 +99,10 @@ TEST(SAXWriterTest, RefusesWhatCannotBeReadBackAndNamesTheElement) {
 // character beyond ASCII; the neighbours of each range are refused.
 TEST(SAXWriterTest, ElementNames) {
   for (const char* name : {"azAZ_:09-.", "z", "Z", "_", ":", "\xC3\x80"})
-    EXPECT_EQ(WriteFailure([&](SAXWriter& w) { w.StartTag(name); }), "") << name;
+    EXPECT_EQ(WriteFailure([&](TalSAX::ISAXWriter& w) { w.StartTag(name); }), "") << name;
   for (const char* name :
        {"", "1st", "9", "-a", ".a", "a`", "a{", "a@", "a[", "a/", "a,", "a;", "a\x7F", "\xC3"})
-    EXPECT_THAT(WriteFailure([&](SAXWriter& w) { w.StartTag(name); }),
+    EXPECT_THAT(WriteFailure([&](TalSAX::ISAXWriter& w) { w.StartTag(name); }),
                 HasSubstr("is not a valid element name"))
         << name;
 }

@@ -1,8 +1,10 @@
 #include <TalSDK/sdk/sax/ValueText.h>
 
 #include <bit>
+#include <charconv>
 #include <clocale>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <locale>
 #include <random>
@@ -29,10 +31,9 @@ std::string Text(T value, int precision = 0, bool fixed = false) {
   return out.substr(1);
 }
 
-// Parses `text` into a T preset to `sentinel`; returns whether it succeeded and the value.
+// Parses `text` into a T preset to `value`; returns whether it succeeded and the value.
 template <class T>
-std::pair<bool, T> ParseInto(std::string_view text, T sentinel) {
-  T value = sentinel;
+std::pair<bool, T> ParseInto(std::string_view text, T value) {
   const bool ok = VT::Parse(text, value);
   return {ok, value};
 }
@@ -45,10 +46,8 @@ void ExpectIntegerLimits(const char* minText, const char* maxText, const char* b
   EXPECT_EQ(Text(L::max()), maxText);
   EXPECT_EQ(ParseInto<T>(minText, 7), std::make_pair(true, L::min()));
   EXPECT_EQ(ParseInto<T>(maxText, 7), std::make_pair(true, L::max()));
-  for (const char* bad :
-       {belowMin, aboveMax, "", " \t", "12abc", "+1", "0x10", "1.5", "1e3", "- 1", "1 2", "\v1",
-        "\xC2\xA0"
-        "1"}) {
+  for (const char* bad : {belowMin, aboveMax, "", " \t", "12abc", "+1", "0x10", "1.5", "1e3", "- 1",
+                          "1 2", "\v1", "\xC2\xA0\x31"}) {
     EXPECT_EQ(ParseInto<T>(bad, 7), std::make_pair(false, T{7})) << '"' << bad << '"';
   }
   EXPECT_EQ(ParseInto<T>(" \t\r\n12\n ", 7), std::make_pair(true, T{12}));
@@ -90,15 +89,10 @@ TEST(ValueText, FloatingPointTexts) {
 
 TEST(ValueText, FloatingPointParsing) {
   const double inf = std::numeric_limits<double>::infinity();
-  for (auto [text, expected] : {std::pair{" 1e5\n", 1e5},
-                                {"-2.5", -2.5},
-                                {".5", 0.5},
-                                {"inf", inf},
-                                {"-INF", -inf},
-                                {"Infinity", inf},
-                                {"0e-999", 0.0},
-                                {"1e-40", 1e-40},  // a float denormal
-                                {"3.4028235e38", 3.4028235e38}}) {
+  using P = std::pair<const char*, double>;  // 1e-40 is a float denormal
+  for (auto [text, expected] :
+       {P{" 1e5\n", 1e5}, P{"-2.5", -2.5}, P{".5", 0.5}, P{"inf", inf}, P{"-INF", -inf},
+        P{"Infinity", inf}, P{"0e-999", 0.0}, P{"1e-40", 1e-40}, P{"3.4028235e38", 3.4028235e38}}) {
     EXPECT_EQ(ParseInto(text, 7.0), std::make_pair(true, expected)) << text;
     EXPECT_EQ(ParseInto(text, 7.0f), std::make_pair(true, static_cast<float>(expected))) << text;
   }
@@ -112,6 +106,43 @@ TEST(ValueText, FloatingPointParsing) {
                           "1,5", "1.5f", "- 1", "infinit", "1 2"}) {
     EXPECT_EQ(ParseInto(bad, 7.0), std::make_pair(false, 7.0)) << bad;
     EXPECT_EQ(ParseInto(bad, 7.0f), std::make_pair(false, 7.0f)) << bad;
+  }
+}
+
+// Short decimals take a quicker path than other texts; whatever path a text takes, the value
+// must be the correctly rounded one, bit for bit what from_chars gives.
+template <class Float>
+void ExpectSameAsFromChars(const std::string& text) {
+  Float expected{};
+  Float parsed{};
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), expected);
+  ASSERT_EQ(result.ec, std::errc{}) << text;
+  ASSERT_TRUE(VT::Parse(text, parsed)) << text;
+  using Bits = std::conditional_t<sizeof(Float) == 4, std::uint32_t, std::uint64_t>;
+  EXPECT_EQ(std::bit_cast<Bits>(parsed), std::bit_cast<Bits>(expected)) << text;
+}
+
+TEST(ValueText, EveryFormOfDecimalReadsAsFromChars) {
+  // Around the limits of the quick path: digit counts, fraction digits, signs, zeros.
+  for (const char* text :
+       {"0", "-0", "0.0", "-0.0", "1", "0.1", "0.5", "-12.25", "250000", "9999999", "99999999",
+        "0.3333333", "3.333333", "16777217", "8388608.5", "9007199254740993", "0.1234567890123",
+        "123456789012345", "1234567890123456", "0.0000000001", "0.00000000001",
+        "1.0000000000000000000001", "007", "1e5", "2.5E-3",
+        // not halfway between two floats, but their nearest doubles are
+        "76.8000373840332", "25.4087553024292", "1.60561865568161"}) {
+    SCOPED_TRACE(text);
+    ExpectSameAsFromChars<float>(text);
+    ExpectSameAsFromChars<double>(text);
+  }
+  std::mt19937_64 random(7);
+  for (int i = 0; i < 20000; ++i) {
+    std::string text = (random() & 1) ? "-" : "";
+    text += std::to_string(random() % 100000000000000000ULL >> (random() % 57));
+    const std::size_t point = random() % (text.size() + 1);
+    if (point > (text[0] == '-' ? 1U : 0U) && point < text.size()) text.insert(point, ".");
+    ExpectSameAsFromChars<float>(text);
+    ExpectSameAsFromChars<double>(text);
   }
 }
 

@@ -18,13 +18,9 @@ std::string NotAllowed(const char* codePoint) {
 }  // namespace
 
 TEST(XmlText, FindsTheFirstProblemOrNone) {
-  struct Case {
-    std::string_view text;
-    std::size_t offset;  // npos: the text is fine
-    std::string reason;
-  };
   constexpr std::size_t kFine = std::string_view::npos;
-  const Case cases[] = {
+  // The text, the offset of its first problem (kFine for none) and the reason.
+  const std::tuple<std::string_view, std::size_t, std::string> cases[] = {
       {""sv, kFine, ""},
       {"<a b=\"c\">\t\r\n</a>"sv, kFine, ""},
       {"\x7F \xC2\x85 caf\xC3\xA9"sv, kFine, ""},
@@ -46,10 +42,10 @@ TEST(XmlText, FindsTheFirstProblemOrNone) {
       {"\xFF"sv, 0, kInvalid},
       {"\xC3\xA9\x02\xFF"sv, 2, NotAllowed("0002")},  // the first of two problems
   };
-  for (const Case& c : cases) {
-    const auto problem = FindProblem(c.text);
-    EXPECT_EQ(problem ? problem->offset : kFine, c.offset) << c.text;
-    EXPECT_EQ(problem ? problem->reason : "", c.reason) << c.text;
+  for (const auto& [text, offset, reason] : cases) {
+    const auto problem = FindProblem(text);
+    EXPECT_EQ(problem ? problem->offset : kFine, offset) << text;
+    EXPECT_EQ(problem ? problem->reason : "", reason) << text;
   }
 }
 
