@@ -52,9 +52,11 @@ class Recorder : public ISAXPersist {
 class Probe : public ISAXPersist {
  public:
   std::function<bool(const std::string&, TalSAX::ISAXReader&)> onTag;
+  std::string ends;
   bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
     return onTag(tag, reader);
   }
+  void HandleEndTag(std::string_view tag) override { ends += std::string(tag) + ";"; }
 };
 
 // Matches a call that fails with a message holding `part`.
@@ -146,7 +148,7 @@ TEST(SAXReaderTest, ObjectIdsReachTheDelegatedHandler) {
 // capture after it still copies the whole element.
 TEST(SAXReaderTest, TextOfAContainerThenItsChildrenParentsAttributesAndCapture) {
   std::vector<std::string> seen;
-  TalSDK::MSaxUnhandledElement kept;
+  TalSDK::MSaxUnhandledElement kept, leaf;
   Probe probe;
   probe.onTag = [&](const std::string& tag, TalSAX::ISAXReader& reader) {
     const std::string text(reader.GetElementTextView());
@@ -154,14 +156,17 @@ TEST(SAXReaderTest, TextOfAContainerThenItsChildrenParentsAttributesAndCapture) 
                    " in " + reader.GetParentTagName(1) + "/" + reader.GetParentTagName(2) + "/" +
                    reader.GetParentTagName(3) + reader.GetParentTagName(-1));
     if (tag == "Kept") return reader.CaptureElement(kept);
+    if (tag == "Leaf") return reader.CaptureElement(leaf);
     return true;
   };
   SAXReader reader(true, nullptr);
   reader.ParseBuffer(
-      "<R k=\"&lt;r\">r1<A k=\"a\">a1<B/>a2</A>r2<Kept k=\"1\">t<In x=\"y\">i</In>u</Kept></R>",
+      "<R k=\"&lt;r\">r1<A k=\"a\">a1<B/>a2</A>r2<Kept k=\"1\">t<In x=\"y\">i</In>u</"
+      "Kept><Leaf>v</Leaf></R>",
       &probe);
-  EXPECT_THAT(
-      seen, ElementsAre("R[r1r2]<r in //", "A[a1a2]a in R//", "B[]- in A/R/", "Kept[tu]1 in R//"));
+  EXPECT_THAT(seen, ElementsAre("R[r1r2]<r in //", "A[a1a2]a in R//", "B[]- in A/R/",
+                                "Kept[tu]1 in R//", "Leaf[v]- in R//"));
+  EXPECT_EQ(leaf, TalSDK::MSaxUnhandledElement("Leaf", "v"));
   TalSDK::MSaxUnhandledElement expected;
   expected.AppendElement(0, "Kept", {{"k", "1"}});
   expected.AppendText(1, "t");
@@ -183,6 +188,14 @@ TEST(SAXReaderTest, ErrorsFoundWhileReadingAheadNameTheirPlace) {
     SAXReader(true, nullptr).ParseBuffer("<R>\n<A>x<B>&nope;</B></A></R>", &probe, "doc.xml");
   };
   EXPECT_THAT(parse, FailsWith("doc.xml:2:8: not well-formed XML: undefined entity '&nope;'"));
+  // Content a handler skips is read, and checked, before its end tag is reported.
+  probe.onTag = [](const std::string&, TalSAX::ISAXReader& reader) {
+    reader.SkipElementContent();
+    return true;
+  };
+  EXPECT_THAT([&] { SAXReader(true, nullptr).ParseBuffer("<R><S><a>&x;</a></S></R>", &probe); },
+              FailsWith("undefined entity"));
+  EXPECT_EQ(probe.ends, "");
 
   // A reader that failed inside a captured element captures the next document's from scratch.
   SAXReader reused(true, nullptr);

@@ -10,10 +10,12 @@
 #include <vector>
 
 #include <TalSDK/sdk/common/StringConversion.h>
+#include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
 #include "support/TestSupport.h"
 
 using TalSAX::SAXWriter;
+using TalSDK::FileIO::MSAXError::MGeneric;
 using ::testing::HasSubstr;
 using TestSupport::WriteFailure;
 using TestSupport::Written;
@@ -150,4 +152,6 @@ TEST(SAXWriterTest, FilesAndDescriptors) {
   EXPECT_EQ(::close(fd), 0);
   EXPECT_EQ(TestSupport::ReadFile(dir.File("d.xml")),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a/>\n");
+  EXPECT_THAT([&] { writer.WriteText("x"); }, ::testing::Throws<MGeneric>(::testing::Property(
+                                                  &MGeneric::GetMessage, HasSubstr("not open"))));
 }
