@@ -91,10 +91,11 @@ TEST(SAXReaderTest, DelegationOrderOwnershipAndRefusedElements) {
 // Colours are read here (numbers by ValueText); a read that fails leaves the target.
 TEST(SAXReaderTest, ReadValueOfColoursChangesTheTargetOnlyOnSuccess) {
   using TalSDK::Common::Color;
-  for (const auto& [xml, ok] : {std::pair{"<v>1 0.5 0.25 0.75</v>", true},
-                                {"<v>1 0.5 0</v>", false},
-                                {"<v>1 0.5 0 1 1</v>", false},
-                                {"<v>r g b a</v>", false}}) {
+  for (const auto& [xml, valid] : {std::pair{"<v>1 0.5 0.25 0.75</v>", true},
+                                   {"<v>1 0.5 0</v>", false},
+                                   {"<v>1 0.5 0 1 1</v>", false},
+                                   {"<v>r g b a</v>", false}}) {
+    const bool ok = valid;  // a lambda cannot capture a structured binding under clang 14
     SCOPED_TRACE(xml);
     Color colour{9, 9, 9, 9};
     Probe probe;
