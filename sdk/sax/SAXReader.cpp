@@ -178,7 +178,6 @@ struct SAXReader::Impl {
   std::shared_ptr<const std::string> pathCache;
   std::size_t pathCount = 0;
   std::size_t pathOffset = 0;
-  std::string pathScratch;
 
   // The element just opened. Its attributes are the tokenizer's until the reader reads ahead
   // inside the element; then they are copied here first.
@@ -258,14 +257,27 @@ struct SAXReader::Impl {
     const std::size_t count = openCount - 1;
     if (count == 0) return nullptr;
     if (!pathCache || pathCount != count || pathOffset != offsets[count - 1]) {
-      pathScratch.clear();
-      AppendPathOfOpenElements(pathScratch, 1);
-      if (!pathCache || *pathCache != pathScratch)
-        pathCache = std::make_shared<const std::string>(pathScratch);
+      if (!pathCache || !IsPathOfOpenElements(*pathCache, count)) {
+        std::string path;
+        AppendPathOfOpenElements(path, 1);
+        pathCache = std::make_shared<const std::string>(std::move(path));
+      }
       pathCount = count;
       pathOffset = offsets[count - 1];
     }
     return pathCache;
+  }
+  // Whether `path` names the outer `count` open elements, compared in place.
+  bool IsPathOfOpenElements(std::string_view path, std::size_t count) const {
+    for (std::size_t i = 0; i < count; ++i) {
+      if (i > 0) {
+        if (path.empty() || path.front() != '/') return false;
+        path.remove_prefix(1);
+      }
+      if (!path.starts_with(names[i])) return false;
+      path.remove_prefix(names[i].size());
+    }
+    return path.empty();
   }
 
   const std::vector<Xml::Attribute>& CurrentAttributes() const {
@@ -474,9 +486,14 @@ bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
   built.Clear();
   try {
     built.AppendElement(0, names[openCount - 1], CurrentAttributes());
+    std::string_view leafText;
     if (content == Content::Consumed) {
       // Read ahead for its text, which is all it holds.
       if (textCached) built.AppendText(1, textView);
+    } else if (content == Content::Unread && tokenizer->ReadPlainLeafText(leafText)) {
+      // A leaf with plain text, the usual kept setting: no event loop needed.
+      built.AppendText(1, leafText);
+      content = Content::Consumed;
     } else {
       // With ReadAhead the tokenizer already stands right after the start tag again.
       std::vector<unsigned char>& hasChildren = captureLevels;  // per open level
