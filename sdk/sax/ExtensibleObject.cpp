@@ -81,6 +81,13 @@ void AddChars(std::uint32_t* block, std::string_view text, std::uint32_t* positi
   block[kChars] += position[1];
 }
 
+void CheckSize(std::size_t nodes, std::size_t attributes, std::size_t chars) {
+  if (nodes + attributes > kMaxRecords || chars > kMaxChars)
+    throw std::length_error(
+        "a kept element may hold at most 2^28 nodes and attributes and 4 GiB "
+        "of text");
+}
+
 // A node's depth shares its word with its kind.
 void CheckDepth(std::uint32_t depth) {
   if (depth > 0x7FFFFFFFu) throw std::length_error("a kept element may be at most 2^31 deep");
@@ -118,8 +125,17 @@ MSaxUnhandledElement::Node MSaxUnhandledElement::Nodes::operator[](std::size_t i
                      nextAttribute - firstAttribute, chars)};
 }
 
-MSaxUnhandledElement::MSaxUnhandledElement(std::string_view name, std::string_view text) {
-  AppendElement(0, name);
+MSaxUnhandledElement::MSaxUnhandledElement(std::string_view name, std::string_view text)
+    : MSaxUnhandledElement(name, {}, text) {}
+
+MSaxUnhandledElement::MSaxUnhandledElement(std::string_view name,
+                                           std::span<const Attribute> attributes,
+                                           std::string_view text) {
+  std::size_t chars = name.size() + text.size();
+  for (const Attribute& attribute : attributes)
+    chars += attribute.name.size() + attribute.value.size();
+  Grow(text.empty() ? 1 : 2, attributes.size(), chars);  // the first block is exact
+  AppendElement(0, name, attributes);
   AppendText(1, text);
 }
 
@@ -147,10 +163,7 @@ std::unique_ptr<std::uint32_t[]> MSaxUnhandledElement::Grow(std::size_t nodes,
   const std::size_t nodesNeeded = (block != nullptr ? block[kNodes] : 0) + nodes;
   const std::size_t attributesNeeded = (block != nullptr ? block[kAttributes] : 0) + attributes;
   const std::size_t charsNeeded = (block != nullptr ? block[kChars] : 0) + chars;
-  if (nodesNeeded + attributesNeeded > kMaxRecords || charsNeeded > kMaxChars)
-    throw std::length_error(
-        "a kept element may hold at most 2^28 nodes and attributes and 4 GiB "
-        "of text");
+  CheckSize(nodesNeeded, attributesNeeded, charsNeeded);
   if (block == nullptr) {
     // The first build is often the only one (a leaf, a copy): exactly what it needs.
     m_block = MakeBlock(nullptr, nodesNeeded, attributesNeeded, charsNeeded);

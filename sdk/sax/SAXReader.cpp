@@ -482,19 +482,22 @@ bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
   const int line = tokenizer->LineColumn(start).first;
   std::shared_ptr<const std::string> path = PathOfEnclosingElements();
 
-  TalSDK::MSaxUnhandledElement& built = captureElement;
-  built.Clear();
   try {
-    built.AppendElement(0, names[openCount - 1], CurrentAttributes());
     std::string_view leafText;
+    bool leaf = true;
     if (content == Content::Consumed) {
-      // Read ahead for its text, which is all it holds.
-      if (textCached) built.AppendText(1, textView);
-    } else if (content == Content::Unread && tokenizer->ReadPlainLeafText(leafText)) {
-      // A leaf with plain text, the usual kept setting: no event loop needed.
-      built.AppendText(1, leafText);
+      if (textCached) leafText = textView;  // read ahead for its text, which is all it holds
+    } else if (content != Content::Unread || !tokenizer->ReadPlainLeafText(leafText)) {
+      leaf = false;
+    }
+    if (leaf) {
+      // The usual kept setting: built at its final size, without the event loop.
+      element = TalSDK::MSaxUnhandledElement(names[openCount - 1], CurrentAttributes(), leafText);
       content = Content::Consumed;
     } else {
+      TalSDK::MSaxUnhandledElement& built = captureElement;
+      built.Clear();
+      built.AppendElement(0, names[openCount - 1], CurrentAttributes());
       // With ReadAhead the tokenizer already stands right after the start tag again.
       std::vector<unsigned char>& hasChildren = captureLevels;  // per open level
       hasChildren.clear();
@@ -522,15 +525,15 @@ bool SAXReader::Impl::Capture(TalSDK::MSaxUnhandledElement& element) {
         }
       }
       content = Content::Consumed;
+      element = built;
+      // A very large capture gives its storage back rather than keeping it for the next one.
+      if (tokenizer->TagOffset() - start > (std::size_t{1} << 20)) built = {};
     }
   } catch (const std::length_error& error) {
     tokenizer->Fail(start, error.what());
   }
-  element = built;
   element.SetSourceLine(line);
   element.SetSourcePath(std::move(path));
-  // A very large capture gives its storage back rather than keeping it for the next one.
-  if (tokenizer->TagOffset() - start > (std::size_t{1} << 20)) built = {};
   return true;
 }
 

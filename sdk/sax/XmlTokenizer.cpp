@@ -855,7 +855,13 @@ void Tokenizer::ReadEndTag() {
 }
 
 bool Tokenizer::ReadPlainLeafText(std::string_view& text) {
-  if (m_pendingEnd || m_open.empty()) return false;
+  if (m_pendingEnd) {  // an empty-element tag: no text, and its end is read
+    m_pendingEnd = false;
+    m_open.pop_back();
+    text = {};
+    return true;
+  }
+  if (m_open.empty()) return false;
   const char* const data = m_data.data();
   const std::size_t size = m_data.size();
   const std::size_t start = m_pos;

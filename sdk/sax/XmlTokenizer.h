@@ -63,8 +63,9 @@ class Tokenizer {
   Event Next(TextCollector* text);
 
   // Right after a start tag: when the element holds nothing but text that needs no decoding
-  // (no reference, CR or CDATA), reads it through its end tag, sets `text` to a view of the
-  // document and returns true, as Next would have given the text and then the end tag.
+  // (no reference, CR or CDATA), or nothing at all, reads it through its end tag, sets `text`
+  // to a view of the document and returns true, as Next would have given the text and then
+  // the end tag.
   // Otherwise changes nothing and returns false.
   bool ReadPlainLeafText(std::string_view& text);
 

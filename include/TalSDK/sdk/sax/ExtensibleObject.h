@@ -106,8 +106,10 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   };
 
   MSaxUnhandledElement() = default;
-  // A leaf element holding `text` (UTF-8).
+  // A leaf element holding `text` (UTF-8), in one allocation of the size it needs.
   MSaxUnhandledElement(std::string_view name, std::string_view text = {});
+  MSaxUnhandledElement(std::string_view name, std::span<const Attribute> attributes,
+                       std::string_view text);
   // A copy takes one allocation of exactly the size it needs.
   MSaxUnhandledElement(const MSaxUnhandledElement& other);
   MSaxUnhandledElement(MSaxUnhandledElement&&) noexcept = default;
