@@ -37,7 +37,10 @@ void MachineParameters::VisitFields(FieldVisit& visit) const {
 // In this order, which is not the order of the file: the blocks, the support settings, then
 // each list's items.
 MachineParameters::NodeList MachineParameters::GetExtensibleObjectNodes() const {
-  NodeList nodes = MSaxPersistExtensibleObject::GetExtensibleObjectNodes();
+  // The blocks and what they hold come to about a hundred nodes in a large machine file.
+  NodeList nodes;
+  nodes.reserve(128 + m_qualityPartsProfiles.size() + m_supportProfiles.size());
+  nodes.emplace_back(*this);
   Persistence::InsertNodesOf(nodes, m_buildTimeCalculation, m_slicer, m_postProcessing,
                              m_exportPart, m_costFragments, m_nesting, m_platform,
                              m_zCompensationParameters, m_lockedAreas, m_qualityParts,
