@@ -12,6 +12,19 @@ namespace TalSAX::ValueText {
 
 namespace {
 
+// Values are nearly always written without white space around them: that case is one check
+// of each end, inline in the parsers.
+[[gnu::always_inline]] inline std::string_view Trim(std::string_view text) {
+  if (!text.empty() && !IsXmlSpace(text.front()) && !IsXmlSpace(text.back())) return text;
+  std::size_t begin = 0;
+  std::size_t end = text.size();
+  while (begin < end && IsXmlSpace(text[begin]))
+    ++begin;
+  while (end > begin && IsXmlSpace(text[end - 1]))
+    --end;
+  return text.substr(begin, end - begin);
+}
+
 template <class Int>
 void AppendInteger(std::string& out, Int value) {
   char buffer[24];  // 20 digits of a uint64 plus a sign
@@ -21,7 +34,7 @@ void AppendInteger(std::string& out, Int value) {
 
 template <class Int>
 bool ParseInteger(std::string_view text, Int& value) {
-  text = TrimXmlSpace(text);
+  text = Trim(text);
   if (text.empty()) return false;
   Int parsed{};
   // from_chars takes no '+' and no white space, and unsigned types take no '-'.
@@ -118,7 +131,7 @@ bool ParseShortDecimal(std::string_view text, Float& value) {
 
 template <class Float>
 bool ParseFloat(std::string_view text, Float& value) {
-  text = TrimXmlSpace(text);
+  text = Trim(text);
   if (text.empty()) return false;
   if (ParseShortDecimal(text, value)) return true;
   Float parsed{};
@@ -170,7 +183,7 @@ void Append(std::string& out, double value, int precision, bool fixed) {
 }
 
 bool Parse(std::string_view text, bool& value) {
-  text = TrimXmlSpace(text);
+  text = Trim(text);
   if (text == "true" || text == "1") {
     value = true;
   } else if (text == "false" || text == "0") {
@@ -204,13 +217,7 @@ bool Parse(std::string_view text, double& value) {
 }
 
 std::string_view TrimXmlSpace(std::string_view text) {
-  std::size_t begin = 0;
-  std::size_t end = text.size();
-  while (begin < end && IsXmlSpace(text[begin]))
-    ++begin;
-  while (end > begin && IsXmlSpace(text[end - 1]))
-    --end;
-  return text.substr(begin, end - begin);
+  return Trim(text);
 }
 
 std::string_view NextToken(std::string_view& text) {

@@ -50,7 +50,8 @@ void ExpectIntegerLimits(const char* minText, const char* maxText, const char* b
                           "1 2", "\v1", "\xC2\xA0\x31"}) {
     EXPECT_EQ(ParseInto<T>(bad, 7), std::make_pair(false, T{7})) << '"' << bad << '"';
   }
-  EXPECT_EQ(ParseInto<T>(" \t\r\n12\n ", 7), std::make_pair(true, T{12}));
+  for (const char* spaced : {" \t\r\n12\n ", "12\t", "\n12"})
+    EXPECT_EQ(ParseInto<T>(spaced, 7), std::make_pair(true, T{12})) << '"' << spaced << '"';
 }
 
 }  // namespace
