@@ -141,6 +141,9 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
       {"<?xml version=\"1.1\" encoding=\"utf-8\" standalone=\"no\" ?>\n<!-- c -->\n<?pi?>\n"
        "<v>t</v>\n<!-- after -->\n<?after x?>\n",
        {"v|t"}},
+      {"<?xml version=\"1.0\" encoding=\"US-ASCII\"?><v/>", {"v|"}},
+      {"<?xml version=\"1.0\" encoding=\"ascii\"?><v/>", {"v|"}},
+      {"<?xml version=\"1.0\" encoding=\"UTF8\"?><v/>", {"v|"}},
       {"<?xml-stylesheet href=\"x\"?><v/>", {"v|"}},
       {"\xEF\xBB\xBF<v>t</v>", {"v|t"}},
       {"<\xC3\xA9:\xC3\xB1-1.x\xC2\xB7 a=\"\xF0\x9F\x99\x82\"><_/></\xC3\xA9:\xC3\xB1-1.x\xC2\xB7>",

@@ -1,5 +1,7 @@
 #include "sdk/sax/XmlText.h"
 
+#include <TalSDK/sdk/sax/SAXReader.h>
+
 #include <string>
 
 #include <gtest/gtest.h>
@@ -64,5 +66,30 @@ TEST(XmlText, FindsAProblemAtEveryPositionOfLongText) {
       ASSERT_TRUE(problem) << pos;
       EXPECT_EQ(problem->offset, pos);
     }
+  }
+}
+
+// A reader of another kind, which does not vouch for its texts: the string reads check them.
+TEST(XmlText, ReadsOfAnUncheckedReaderRefuseInvalidText) {
+  struct TextOnly : TalSAX::ISAXReader {
+    std::string text, none;
+    bool DelegateToChild(ISAXPersistBase&) override { return false; }
+    bool DelegateToOwnedChild(ISAXPersistBase*) override { return false; }
+    const std::string& GetElementText() override { return text; }
+    std::string_view GetElementTextView() const override { return text; }
+    const std::string& GetParentTagName(int) const override { return none; }
+    std::optional<std::string_view> GetAttribute(std::string_view) const override { return {}; }
+    bool CaptureElement(TalSDK::MSaxUnhandledElement&) override { return false; }
+    void SkipElementContent() override {}
+    ISAXReference* FindReference(unsigned int) const override { return nullptr; }
+  } reader;
+  for (const auto& [text, valid] : {std::pair{"caf\xC3\xA9", true}, {"a\x01", false}}) {
+    reader.text = text;
+    std::wstring wide = L"kept";
+    std::string narrow = "kept";
+    EXPECT_EQ(reader.ReadValue(wide), valid);
+    EXPECT_EQ(reader.ReadValue(narrow), valid);
+    EXPECT_EQ(wide, valid ? L"caf\u00e9" : L"kept");
+    EXPECT_EQ(narrow, valid ? text : "kept");
   }
 }
