@@ -247,15 +247,10 @@ using RequiredElementEverywhereTest = ::testing::TestWithParam<Container>;
 
 // The scan must find every container of the example (69 with the numbered list items, from
 // "Machine" down to "Machine/QualityParts/Item[2]/Mesh"), or the planting test below would
-// silently test less than it says.
+// silently test less than it says. (A repeated sibling left unnumbered would give two
+// instances one name, which gtest refuses.)
 TEST(RequiredElementEverywhere, FindsEveryContainerOfTheExample) {
-  const std::vector<Container> found = FindContainers(Example());
-  EXPECT_EQ(found.size(), 69u);
-  EXPECT_TRUE(std::any_of(found.begin(), found.end(), [](const Container& c) {
-    return c.path ==
-           "Machine/BuildTimeCalculation/SelfLearningParameters/PlateauDataList/"
-           "PlateauData[3]";
-  }));
+  EXPECT_EQ(FindContainers(Example()).size(), 69u);
 }
 
 TEST_P(RequiredElementEverywhereTest, PolicyTwoRefusesAPlantedRequiredElement) {

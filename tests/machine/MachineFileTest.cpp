@@ -117,12 +117,10 @@ TEST_F(MachineFileTest, WritesTheReferenceFiles) {
     EXPECT_THAT(text, HasSubstr(part));
 }
 
+// The default unit follows the user unit (millimetres: the default machine's reference file).
 TEST_F(MachineFileTest, DefaultUnitAndEquality) {
-  EXPECT_EQ(MachineParameters().m_unit, TalAM::eMillimetre);
-  {
-    TalSDK::Common::ScopedConversionFactor inches(25.4);
-    EXPECT_EQ(MachineParameters().m_unit, TalAM::eInch);
-  }
+  const TalSDK::Common::ScopedConversionFactor inches(25.4);
+  EXPECT_EQ(MachineParameters().m_unit, TalAM::eInch);
 
   // The order of the support profiles matters, and so do kept elements (the values are left to
   // the example-wide check).
@@ -130,10 +128,8 @@ TEST_F(MachineFileTest, DefaultUnitAndEquality) {
   MachineParameters changed[2] = {full, full};
   changed[0].m_supportProfiles.reverse();
   changed[1].ClearUnhandledElements();
-  for (const MachineParameters& m : changed) {
-    EXPECT_FALSE(m == full);
-    EXPECT_TRUE(m != full);
-  }
+  for (const MachineParameters& m : changed)
+    EXPECT_TRUE(!(m == full) && m != full);
 }
 
 // (Which "Name" is the material's and which the machine's is the example round trip's.)
@@ -172,10 +168,9 @@ TEST_F(MachineFileTest, TopLevelDispatch) {
 // "Machine" may sit in the wrapper; a document with another root loads as the defaults.
 TEST_F(MachineFileTest, RootElements) {
   MachineParameters wrapped, other;
-  const std::wstring inWrapper =
-      Write("wrapped.xml",
-            "<tal:ProjectFile xmlns:tal=\"urn:x\"><Machine><Name>W</Name></Machine>"
-            "</tal:ProjectFile>");
+  const std::wstring inWrapper = Write("wrapped.xml",
+                                       "<tal:ProjectFile xmlns:tal=\"urn:x\">"
+                                       "<Machine><Name>W</Name></Machine></tal:ProjectFile>");
   ASSERT_TRUE(LoadFromTMCF(wrapped, inWrapper.c_str(), kKeep));
   EXPECT_EQ(wrapped.GetName(), L"W");
   std::wstring message = L"untouched";
