@@ -106,7 +106,8 @@ class TALSDK_SDK_EXPORT MSaxUnhandledElement {
   };
 
   MSaxUnhandledElement() = default;
-  // A leaf element holding `text` (UTF-8), in one allocation of the size it needs.
+  // A leaf element, with or without attributes, holding `text` (UTF-8), in one allocation of
+  // the size it needs.
   MSaxUnhandledElement(std::string_view name, std::string_view text = {});
   MSaxUnhandledElement(std::string_view name, std::span<const Attribute> attributes,
                        std::string_view text);
