@@ -406,9 +406,16 @@ struct EnumCodec {
   }
   void Visit(const Owner& object, FieldVisit& visit, std::string_view tag) const {
     if (access.Find(object) == nullptr) return;
-    const std::optional<std::string_view> text = TextOf(object);
-    visit.Value(tag, FieldKind::Enumeration,
-                text ? *text : "(" + ValueText(static_cast<long>(*access.Find(object))) + ")");
+    if (const std::optional<std::string_view> text = TextOf(object)) {
+      visit.Value(tag, FieldKind::Enumeration, *text);
+      return;
+    }
+    // A code without a text is shown as "(code)". Built by appending: GCC 12 at -O3 warns
+    // falsely (-Wrestrict) about "(" + string.
+    std::string code = ValueText(static_cast<long>(*access.Find(object)));
+    code.insert(code.begin(), '(');
+    code += ')';
+    visit.Value(tag, FieldKind::Enumeration, code);
   }
 };
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <iomanip>
-#include <sstream>
 #include <string>
 #include <utility>
 

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <span>

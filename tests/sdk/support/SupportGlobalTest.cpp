@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include <TalSDK/sdk/mesh/StlBase.h>
