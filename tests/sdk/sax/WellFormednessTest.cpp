@@ -158,9 +158,10 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
   }
 }
 
-// Three-byte characters at the edges of the reader's unchecked fast paths (text of a leaf,
-// text beside elements, attribute values): only well-formed characters XML allows pass.
-TEST(WellFormednessTest, ThreeByteCharactersAtTheEdgesOfTheFastPaths) {
+// Multi-byte characters at the edges of the reader's unchecked fast paths (text of a leaf,
+// text beside elements, attribute values), at every place in and across the sixteen bytes the
+// text scan takes at a time: only well-formed characters XML allows pass.
+TEST(WellFormednessTest, MultiByteCharactersAtTheEdgesOfTheFastPaths) {
   const std::pair<std::string, bool> cases[] = {
       // the bytes; whether XML allows them
       {"\xE0\xA0\x80", true},  {"\xE0\x80\xAF", false},  // U+0800; an overlong '/'
@@ -169,20 +170,26 @@ TEST(WellFormednessTest, ThreeByteCharactersAtTheEdgesOfTheFastPaths) {
       {"\xEE\x80\x80", true},  {"\xEF\xBF\xBD", true},   // U+E000, U+FFFD
       {"\xEF\xBF\xBE", false}, {"\xE1\x80x", false},     // U+FFFE; a missing continuation
       {"\xEEx\x80", false},    {"\xEC\xBF", false},
+      {"\xC2\x80", true},      {"\xDF\xBF", true},       // U+0080, U+07FF
+      {"\xC1\xBF", false},     {"\xC3\xA9\xA9", false},  // an overlong form; a stray continuation
+      {"\xC3\xC3\xA9", false}, {"\xF0\x9F\x99\x82", true},  // a lead without its continuation
   };
-  for (const auto& [bytes, allowed] : cases) {
-    const std::pair<std::string, std::vector<std::string>> documents[] = {
-        {"<a>" + bytes + "</a>", {"a|" + bytes}},
-        {"<a>" + bytes + "<c/></a>", {"a|" + bytes, "c|"}},
-        {"<a b='" + bytes + "'/>", {"a||b=" + bytes}}};
-    for (const auto& [xml, seen] : documents) {
-      SCOPED_TRACE(xml);
-      Recorder recorder;
-      if (allowed) {
-        EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder));
-        EXPECT_EQ(recorder.seen, seen);
-      } else {
-        EXPECT_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder), MGeneric);
+  for (const auto& [character, allowed] : cases) {
+    for (std::size_t offset = 0; offset < 18; ++offset) {
+      const std::string bytes = std::string(offset, 'a') + character + std::string(16, 'b');
+      const std::pair<std::string, std::vector<std::string>> documents[] = {
+          {"<a>" + bytes + "</a>", {"a|" + bytes}},
+          {"<a>" + bytes + "<c/></a>", {"a|" + bytes, "c|"}},
+          {"<a b='" + bytes + "'/>", {"a||b=" + bytes}}};
+      for (const auto& [xml, seen] : documents) {
+        SCOPED_TRACE(xml);
+        Recorder recorder;
+        if (allowed) {
+          EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder));
+          EXPECT_EQ(recorder.seen, seen);
+        } else {
+          EXPECT_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder), MGeneric);
+        }
       }
     }
   }
