@@ -167,10 +167,9 @@ TEST(WellFormednessTest, MultiByteCharactersAtTheEdgesOfTheFastPaths) {
       {"\xED\x9F\xBF", true},      {"\xED\xA0\x80", false},  // U+D7FF; a surrogate
       {"\xEE\x80\x80", true},      {"\xEF\xBF\xBD", true},   // U+E000, U+FFFD
       {"\xEF\xBF\xBE", false},     {"\xE1\x80x", false},     // U+FFFE; a missing continuation
-      {"\xEEx\x80", false},        {"\xEC\xBF", false},     {"\xC2\x80", true},
-      {"\xDF\xBF", true},                                    // U+0080, U+07FF
-      {"\xC1\xBF", false},         {"\xC3\xA9\xA9", false},  // an overlong form; a stray
-                                                             // continuation
+      {"\xEEx\x80", false},        {"\xEC\xBF", false},
+      {"\xC2\x80", true},          {"\xDF\xBF", true},       // U+0080, U+07FF
+      {"\xC1\xBF", false},         {"\xC3\xA9\xA9", false},  // overlong; a stray continuation
       {"\xF0\x9F\x99\x82]", true},
   };
   for (const auto& [character, allowed] : cases) {
