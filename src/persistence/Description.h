@@ -405,15 +405,16 @@ struct EnumCodec {
     return x == nullptr || y == nullptr ? x == y : *x == *y;
   }
   void Visit(const Owner& object, FieldVisit& visit, std::string_view tag) const {
-    if (access.Find(object) == nullptr) return;
+    const T* value = access.Find(object);
+    if (value == nullptr) return;
     if (const std::optional<std::string_view> text = TextOf(object)) {
       visit.Value(tag, FieldKind::Enumeration, *text);
       return;
     }
-    // A code without a text is shown as "(code)". Built by appending: GCC 12 at -O3 warns
+    // A code without a text is shown as "(code)", built by appending: GCC 12 at -O3 warns
     // falsely (-Wrestrict) about "(" + string.
-    std::string code = ValueText(static_cast<long>(*access.Find(object)));
-    code.insert(code.begin(), '(');
+    std::string code = "(";
+    code += ValueText(static_cast<long>(*value));
     code += ')';
     visit.Value(tag, FieldKind::Enumeration, code);
   }
