@@ -161,6 +161,9 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"set - Machine/Platform/Shape Triangle <$EX", 1, "^$", "'Triangle' is not a valid value", 1},
       {"set - Machine/Platform/RecoaterDirection Sideways <$EX", 1, "^$", "read as 'Positive'", 1},
       {"set - Machine/SupportProfilesVector 1 <$EX", 1, "^$", "is a list, not a value", 1},
+      {"convert $EX - | sed 's|>M2 Cusing 250</Name>|/>|' | "  // a value element without content
+       "$TM set - Machine/Name X | $TM get - Machine/Name",
+       0, "^X\n$", "", 0},
       // diff: 2 on trouble.
       {"diff $EX no-such.xml", 2, "^$", "no-such.xml", 1},
       // Costs of a build: the time fragment per hour, the volume in litres, and a dependency
@@ -185,6 +188,7 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       // A malformed, truncated or missing STL file: one line naming it.
       {"platform-mesh $EX truncated.stl --out $T/m.xml", 1, "", "truncated.stl", 1},
       {"platform-mesh $EX garbage.stl --out $T/m.xml", 1, "", "garbage.stl", 1},
+      {"platform-mesh $EX no-endfacet.stl", 1, "", "no-endfacet.stl: cannot read as STL: ", 1},
       {"platform-mesh $EX missing.stl --out $T/m.xml", 1, "", "missing.stl", 1},
       {"render no-such.xml -o $T/x.svg", 1, "", "no-such.xml", 1},
       // The Concept Laser commands: a machine file is no parameter file, kept elements are
@@ -194,7 +198,8 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"cl check $EX", 1, "", "not 'CLParameterFile'", 1},
       {"cl check cl-kept.xml", 0, "^cl-kept.xml: OK \\(1 unknown element kept\\)\n$", "", 0},
       {"cl show $CL", 0,
-       "\n  PlatformX: +250 mm \\(250000\\)\n[\\s\\S]*\n  Name: +Lattice\n[\\s\\S]*"
+       "^File: +.*example.xml\n[\\s\\S]*\n  PlatformX: +250 mm \\(250000\\)\n[\\s\\S]*"
+       "\n  Name: +Lattice\n[\\s\\S]*"
        "\n  Name: +Solid\n[\\s\\S]*\nComponentPostProcessParameters \\(1\\)\n",
        "", 0},
       {"cl show --format json $CL", 0,
@@ -395,6 +400,11 @@ TEST_F(TalMachineTool, DiffAgreesWithEquality) {
   }
   EXPECT_EQ(Run("set - Machine/Platform/Envelope/Dx 300000 <$EX | $TM diff $EX -").out,
             "Machine/Platform/Envelope/Dx: 250000 → 300000 (250 mm → 300 mm)\n");
+  // An item one side lacks is named once, not with each of its values (lines 33-38: an overlap).
+  EXPECT_EQ(Run("convert $EX - | sed 33,38d | $TM diff $EX -").out +
+                Run("convert $EX - | sed 33,38d | $TM diff - $EX").out,
+            "Machine/Platform/LaserOverlaps/Overlap[2]: removed\n"
+            "Machine/Platform/LaserOverlaps/Overlap[2]: added\n");
 
   // Markup in a text is escaped, and the rest of the file is written as it was.
   ASSERT_EQ(Run("set $EX Machine/Name 'A & <B>' --out $T/out.xml").status, 0);

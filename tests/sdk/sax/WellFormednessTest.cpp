@@ -123,7 +123,8 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
   // The document and, per element, name|text|attributes.
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"<v>a&amp;b&lt;&gt;&apos;&quot;</v>", {"v|a&b<>'\""}},
-      {"<v>&#65;&#x42;&#0000067;&#x10FFFF;&#xe9;</v>", {"v|ABC\xF4\x8F\xBF\xBF\xC3\xA9"}},
+      {"<v>&#65;&#x42;&#0000067;&#x10000;&#x10FFFF;&#xe9;</v>",
+       {"v|ABC\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\xC3\xA9"}},
       {"<v>x]y]]z &gt; ]]&gt;</v>", {"v|x]y]]z > ]]>"}},
       {"<v>a\r\nb\rc\n</v>", {"v|a\nb\nc\n"}},
       {"<v><![CDATA[<&>]]]>&amp;<![CDATA[\r\n]]></v>", {"v|<&>]&\n"}},
