@@ -135,8 +135,9 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "  Machine/ZCompensationParameters/LaserOffset, line 7, required\n"
        "  Machine/Recoater, line 9, required\n",
        "", 0},
-      // Control characters from a file are shown as escapes; a line break breaks the line.
-      {"show unsafe-text.xml", 0, "Name: +A\n +\\\\x7FB\n", "", 0},
+      // Control characters from a file are shown as escapes; each line break, CR LF at the end too,
+      // breaks the line.
+      {"show unsafe-text.xml", 0, "Name: +A\n +\\\\x7FB\n +\nComments:", "", 0},
       // "-" reads the standard input and writes the standard output.
       {"show - <$EX", 0, "^File: +<stdin>\nName: +M2 Cusing", "", 0},
       {"check - <$EX", 0, "^<stdin>: OK \\(3 unknown elements kept\\)\n$", "", 0},
