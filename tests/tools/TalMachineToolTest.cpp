@@ -477,8 +477,12 @@ TEST_F(TalMachineTool, RenderPlatform) {
       std::regex_search(svg, box, std::regex("data-kind=\"box\" x=\"[0-9.]+\" y=\"([0-9.]+)\"")));
   ASSERT_TRUE(std::regex_search(svg, cylinder, std::regex("cy=\"([0-9.]+)\"")));
   EXPECT_GT(std::stod(box[1]), std::stod(cylinder[1]));
-  // The default part position: a diamond on the plate and one in the legend.
+  // The default part position and the platform: each drawn once and once in the legend.
   EXPECT_EQ(Count(svg, "fill=\"#d0021b\""), 2u);
+  EXPECT_EQ(Count(svg, "fill=\"#f4f4f0\""), 2u);
+  // A cylinder reaching past the plate makes the drawing wider and higher.
+  EXPECT_TRUE(Finds(Run("convert $EX - | sed 's|<Radius>12.5<|<Radius>40<|' | $TM render -").out,
+                    "viewBox=\"0 0 577.57 369.55\""));
 
   // Standard output, by default and with "-", is the same document.
   EXPECT_EQ(Run("render $EX").out, svg);
