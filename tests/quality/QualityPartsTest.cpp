@@ -27,6 +27,7 @@ std::string Names(const MMachineQualityParts& parts) {
   std::ostringstream names;
   for (const auto& [name, item] : parts.m_items) {
     const MMTransformMatrix& m = item.m_position;
+    EXPECT_EQ(item.m_mesh->GetName(), name);  // the item's mesh is named after it
     names << StringConversion::NativeToUtf8(name) << "@" << m(0, 0) << "," << m(0, 3) << ","
           << m(3, 3) << " ";
   }
@@ -106,9 +107,12 @@ TEST(QualityPartsTest, EqualityAndOrder) {
   MMachineQualityParts geometry = base;
   geometry.m_items.at(L"A").m_mesh->SetVertices({{1, 2, 3}});
   EXPECT_TRUE(geometry == base);
-  QualityPartItem copy = geometry.m_items.at(L"A");
-  EXPECT_NE(copy.m_mesh.get(), geometry.m_items.at(L"A").m_mesh.get());
-  EXPECT_EQ(copy.m_mesh->GetVertexCount(), 1u);
+  QualityPartItem copy = geometry.m_items.at(L"A"), assigned;
+  assigned = copy;
+  for (const QualityPartItem* item : {&copy, &assigned}) {
+    EXPECT_NE(item->m_mesh.get(), geometry.m_items.at(L"A").m_mesh.get());
+    EXPECT_EQ(item->m_mesh->GetVertexCount(), 1u);
+  }
 
   MMachineQualityParts ab, b;
   ab.m_profileName = L"ab";
@@ -119,23 +123,37 @@ TEST(QualityPartsTest, EqualityAndOrder) {
   EXPECT_FALSE(ab < ab);
 }
 
-// What the tool shows of a position: its translation, and whether the part is turned or scaled.
-TEST(QualityPartsTest, PositionIsShownAsTranslationAndRotation) {
-  using C = std::tuple<int, int, double, const char*>;  // row, column, value, rotated
-  for (const auto& [row, column, value, rotated] :
-       {C{0, 3, 7.5, "false"}, C{3, 0, 1, "false"}, C{0, 0, 0.5, "true"}, C{0, 2, 1, "true"},
-        C{2, 2, 2, "true"}}) {
-    QualityPartItem item;
-    item.m_position(row, column) = value;
-    std::string shown;
-    TalAM::FieldVisit visit([&](const TalAM::FieldView& field) {
-      if (field.tag == "Translation" || field.tag == "Rotated")
-        shown += std::string(field.text) + ";";
-    });
-    item.VisitFields(visit);
-    EXPECT_EQ(shown, (column == 3 ? "7.5 0 0;" : "0 0 0;") + std::string(rotated) + ";")
-        << row << "," << column;
+// What the tool shows of a position: its translation, whether the part is turned or scaled (the
+// upper three rows off the identity, the translation aside), and all sixteen numbers.
+TEST(QualityPartsTest, ItemsAreShownByNameWithTheirPosition) {
+  MMachineQualityParts parts;
+  for (const auto& [name, row, column] :
+       {std::tuple{L"A", 3, 0}, {L"B", 0, 0}, {L"C", 0, 2}, {L"D", 2, 2}}) {
+    parts.m_items[name].m_position(row, column) = 0.5;
+    parts.m_items[name].m_mesh->SetName(name);
   }
+  parts.m_items[L"A"].m_position(1, 3) = 2;
+  parts.m_items[L"A"].m_position(2, 3) = 3;
+  std::string shown;
+  TalAM::FieldVisit visit(
+      [&](const TalAM::FieldView& field) {
+        const std::string path(field.path);
+        if (field.kind == TalAM::FieldKind::Item) shown += "\n" + path + ":";
+        if (path.find("/Item") != std::string::npos && path.find("/Mesh") == std::string::npos &&
+            !field.text.empty())
+          shown += " " + std::string(field.tag) + "=" + std::string(field.text);
+      },
+      "Q");
+  parts.VisitFields(visit);
+  EXPECT_EQ(shown,
+            "\nQ/Item[1]: Name=A Translation=0 2 3 Rotated=false "
+            "Matrix=1 0 0 0 0 1 0 2 0 0 1 3 0.5 0 0 1"
+            "\nQ/Item[2]: Name=B Translation=0 0 0 Rotated=true "
+            "Matrix=0.5 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1"
+            "\nQ/Item[3]: Name=C Translation=0 0 0 Rotated=true "
+            "Matrix=1 0 0.5 0 0 1 0 0 0 0 1 0 0 0 0 1"
+            "\nQ/Item[4]: Name=D Translation=0 0 0 Rotated=true "
+            "Matrix=1 0 0 0 0 1 0 0 0 0 0.5 0 0 0 0 1");
 }
 
 TEST(QualityPartsTest, ResetsAndProfiles) {

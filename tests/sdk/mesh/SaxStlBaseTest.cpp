@@ -64,10 +64,15 @@ TEST(SaxStlBaseTest, RoundTripIsBitIdenticalAndKeepsUnknownChildren) {
   EXPECT_EQ(read.GetTriangles(), mesh.GetTriangles());
   EXPECT_EQ(read.GetUnhandledElements(), mesh.GetUnhandledElements());
 
-  // Children of "Name" belong to the name, not to the mesh's kept elements.
+  // Children of "Name", "Vertices" and "Triangles" belong to them, not to the mesh's kept
+  // elements.
+  const auto withChild = [](std::string e) { return e.insert(e.rfind("</"), "<Sub/>"); };
+  const std::string document =
+      "<Mesh>" + withChild(kVertices) + withChild(kTriangle) + "<Name>n<Sub/></Name></Mesh>";
   MStlBase named;
-  EXPECT_TRUE(ReadDocument("<Mesh><Name>n<Sub/></Name></Mesh>", named).empty());
+  EXPECT_TRUE(ReadDocument(document, named).empty());
   EXPECT_EQ(named.GetName(), L"n");
+  EXPECT_EQ(named.GetTriangleCount(), 1u);
   EXPECT_TRUE(named.GetUnhandledElements().empty());
 
   MStlBase empty;

@@ -98,6 +98,8 @@ TEST(StlBaseTest, CopyReportsProgressAndCancelsWithoutChange) {
     fractions.push_back(f);
     return true;
   };
+  EXPECT_TRUE(source.Copy(source, &record));  // onto itself: done at once, nothing changes
+  EXPECT_EQ(fractions, std::vector<double>{});
   MStlBase target;
   target.AssignObjectId(7);
   target.SetOperatingMode(TalSDK::MSaxPersistExtensibleObject::eIgnoreUnhandledElements);
