@@ -141,19 +141,19 @@ TEST(QualityPartsTest, ItemsAreShownByNameWithTheirPosition) {
         if (field.kind == TalAM::FieldKind::Item) shown += "\n" + path + ":";
         if (path.find("/Item") != std::string::npos && path.find("/Mesh") == std::string::npos &&
             !field.text.empty())
-          shown += " " + std::string(field.tag) + "=" + std::string(field.text);
+          shown += " " + path.substr(path.find('/', 2) + 1) + "=" + std::string(field.text);
       },
       "Q");
   parts.VisitFields(visit);
   EXPECT_EQ(shown,
-            "\nQ/Item[1]: Name=A Translation=0 2 3 Rotated=false "
-            "Matrix=1 0 0 0 0 1 0 2 0 0 1 3 0.5 0 0 1"
-            "\nQ/Item[2]: Name=B Translation=0 0 0 Rotated=true "
-            "Matrix=0.5 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1"
-            "\nQ/Item[3]: Name=C Translation=0 0 0 Rotated=true "
-            "Matrix=1 0 0.5 0 0 1 0 0 0 0 1 0 0 0 0 1"
-            "\nQ/Item[4]: Name=D Translation=0 0 0 Rotated=true "
-            "Matrix=1 0 0 0 0 1 0 0 0 0 0.5 0 0 0 0 1");
+            "\nQ/Item[1]: Name=A Position/Translation=0 2 3 Position/Rotated=false "
+            "Position/Matrix=1 0 0 0 0 1 0 2 0 0 1 3 0.5 0 0 1"
+            "\nQ/Item[2]: Name=B Position/Translation=0 0 0 Position/Rotated=true "
+            "Position/Matrix=0.5 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1"
+            "\nQ/Item[3]: Name=C Position/Translation=0 0 0 Position/Rotated=true "
+            "Position/Matrix=1 0 0.5 0 0 1 0 0 0 0 1 0 0 0 0 1"
+            "\nQ/Item[4]: Name=D Position/Translation=0 0 0 Position/Rotated=true "
+            "Position/Matrix=1 0 0 0 0 1 0 0 0 0 0.5 0 0 0 0 1");
 }
 
 TEST(QualityPartsTest, ResetsAndProfiles) {
