@@ -113,6 +113,12 @@ TEST(QualityPartsTest, EqualityAndOrder) {
     EXPECT_NE(item->m_mesh.get(), geometry.m_items.at(L"A").m_mesh.get());
     EXPECT_EQ(item->m_mesh->GetVertexCount(), 1u);
   }
+  // A second "Mesh" of an item replaces the first, geometry and all.
+  const std::string item =
+      TestSupport::Inside(TestSupport::WriteBlock("Q", MSAXQualityPartsWriter(geometry)), "Item");
+  MMachineQualityParts twice;
+  EXPECT_EQ(ReadSet("<Item>" + item + "<Mesh/></Item>", twice), "");
+  EXPECT_EQ(twice.m_items.at(L"A").m_mesh->GetVertexCount(), 0u);
 
   MMachineQualityParts ab, b;
   ab.m_profileName = L"ab";
