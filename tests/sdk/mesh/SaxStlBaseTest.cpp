@@ -111,6 +111,11 @@ TEST(SaxStlBaseTest, BadContentIsRefusedWithoutChangingTheMesh) {
     EXPECT_EQ(mesh.GetTriangleCount(), triangles);
     EXPECT_EQ(mesh.GetName(), L"m");
   }
+  // A helper made for writing refuses everything it is given to read.
+  const MStlBase constant;
+  MSaxStlBase writeOnly(constant);
+  EXPECT_EQ(TestSupport::Listed(TestSupport::ReadBlock("<Mesh><Name>m</Name></Mesh>", writeOnly)),
+            "Mesh/Name ");
 }
 
 // The id read back leads the reader's references to the mesh itself.
