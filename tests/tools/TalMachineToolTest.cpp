@@ -480,9 +480,12 @@ TEST_F(TalMachineTool, RenderPlatform) {
   // The default part position and the platform: each drawn once and once in the legend.
   EXPECT_EQ(Count(svg, "fill=\"#d0021b\""), 2u);
   EXPECT_EQ(Count(svg, "fill=\"#f4f4f0\""), 2u);
-  // A cylinder reaching past the plate makes the drawing wider and higher.
+  // A cylinder reaching past the plate makes the drawing wider and higher; a deep platform makes
+  // it 780 pixels high rather than 880 wide.
   EXPECT_TRUE(Finds(Run("convert $EX - | sed 's|<Radius>12.5<|<Radius>40<|' | $TM render -").out,
                     "viewBox=\"0 0 577.57 369.55\""));
+  EXPECT_TRUE(Finds(Run("set - Machine/Platform/Envelope/Dy 900000 <$EX | $TM render -").out,
+                    " width=\"787.25\" height=\"780\" "));
 
   // Standard output, by default and with "-", is the same document.
   EXPECT_EQ(Run("render $EX").out, svg);
