@@ -162,8 +162,9 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"set - Machine/Platform/Shape Triangle <$EX", 1, "^$", "'Triangle' is not a valid value", 1},
       {"set - Machine/Platform/RecoaterDirection Sideways <$EX", 1, "^$", "read as 'Positive'", 1},
       {"set - Machine/SupportProfilesVector 1 <$EX", 1, "^$", "is a list, not a value", 1},
-      {"convert $EX - | sed 's|>M2 Cusing 250</Name>|/>|' | "  // a value element without content
-       "$TM set - Machine/Name X | $TM get - Machine/Name",
+      // A value element without content gets one.
+      {"convert $EX - | sed 's|>M2 Cusing 250</Name>|/>|' | $TM set - Machine/Name X | "
+       "$TM get - Machine/Name",
        0, "^X\n$", "", 0},
       // diff: 2 on trouble.
       {"diff $EX no-such.xml", 2, "^$", "no-such.xml", 1},
