@@ -39,7 +39,7 @@ class TextProperty : public IPersistentProperty {
   void ClearState() override {}
   bool WriteValue(TalSAX::ISAXWriter& writer) const override {
     writer.WriteText(StringConversion::NativeToUtf8(m_text));
-    return true;
+    return m_text != L"unwritable";
   }
   bool HandleValue(TalSAX::ISAXReader& reader) override { return reader.ReadValue(m_text); }
   std::wstring GetTypeOfProperty() const override { return L"Text"; }
@@ -108,14 +108,26 @@ TEST(PropertyDocumentTest, PropertiesRoundTripInOrderAndOnlyPersistentOnesAreSav
   ASSERT_TRUE(document.Save(path));
   MPropertyDocument loaded;
   loaded.AddProperty(L"dropped by the load", L"Text");
+  loaded.AddUnhandledElement(TalSDK::MSaxUnhandledElement("DroppedByTheLoad"));
   std::wstring message;
   ASSERT_TRUE(loaded.Load(path, &message)) << StringConversion::NativeToUtf8(message);
   EXPECT_EQ(loaded.GetPropertyNames(), (std::vector<std::wstring>{L"zeta", L"Länge ü"}));
   EXPECT_EQ(TextOf(loaded.GetProperty(L"zeta")), L"second");
   EXPECT_EQ(TextOf(loaded.GetProperty(L"Länge ü")), L"a < b & c");
+  EXPECT_TRUE(loaded.GetUnhandledElements().empty());
   EXPECT_TRUE(loaded.RemoveProperty(L"zeta"));
   EXPECT_FALSE(loaded.RemoveProperty(L"zeta"));
   EXPECT_EQ(loaded.GetProperty(L"zeta"), nullptr);
+
+  // A property that fails to write, a name that is no Unicode, or a path that is a directory
+  // fails the save.
+  std::string unused;
+  dynamic_cast<TextProperty&>(*loaded.AddProperty(L"bad", L"Text")).m_text = L"unwritable";
+  EXPECT_FALSE(loaded.Save(path) || loaded.SaveToString(unused));
+  loaded.RemoveProperty(L"bad");
+  loaded.AddProperty(std::wstring(1, static_cast<wchar_t>(0xD800)), L"Text");
+  EXPECT_FALSE(loaded.Save(path) || loaded.SaveToString(unused));
+  EXPECT_FALSE(document.Save(directory.Path().wstring()));
 }
 
 TEST(PropertyDocumentTest, UnknownTypesAndElementsAreKeptAndWrittenBackAnotherRootRefused) {
