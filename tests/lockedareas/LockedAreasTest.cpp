@@ -97,6 +97,9 @@ TEST(LockedAreasTest, CustomMeshesAreSharedUntilMadePrivateAndCompareByBoxAndVol
   b = CustomShape();
   b.stl = Tetrahedron(2.0f);  // a larger box
   EXPECT_TRUE(a != b);
+  AreasData other(data);
+  other.m_areas[L"free"] = AreaHolder(CustomShapeTypeId(), b);
+  EXPECT_FALSE(other == data);  // so do the areas holding them
 }
 
 // A swap exchanges identifier, value and visibility. Heights are signed.
@@ -180,4 +183,8 @@ TEST(LockedAreasTest, UnknownAreaTypes) {
               ThrowsMessage<std::logic_error>(
                   StrEq("SAX::AreasData, GetExtensibleObjectNodes : unexpected area type id")));
   EXPECT_THAT(TestSupport::WriteBlock("LockedAreas", data), HasSubstr("<AreaParameters/>"));
+  // It equals a copy of itself, and a visit passes over its parameters.
+  EXPECT_TRUE(AreasData(data) == data);
+  TalAM::FieldVisit visit([](const TalAM::FieldView&) {}, "L");
+  EXPECT_NO_THROW(data.VisitFields(visit));
 }
