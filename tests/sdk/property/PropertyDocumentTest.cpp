@@ -136,7 +136,7 @@ TEST(PropertyDocumentTest, UnknownTypesAndElementsAreKeptAndWrittenBackAnotherRo
       "<PropertyDocument>"
       "<Property Name=\"later\" Type=\"FutureType\"><Deep A=\"1\">x</Deep></Property>"
       "<Property Name=\"known\" Type=\"Text\">value</Property>"
-      "<Property Type=\"Text\">nameless</Property>"
+      "<Property Type=\"Text\">nameless<Inner/></Property>"
       "<Other/>"
       "</PropertyDocument>";
   MPropertyDocument document;
@@ -147,7 +147,7 @@ TEST(PropertyDocumentTest, UnknownTypesAndElementsAreKeptAndWrittenBackAnotherRo
 
   std::string written;
   ASSERT_TRUE(document.SaveToString(written));
-  // Known properties first, then the kept ones; the nameless property was refused.
+  // Known properties first, then the kept ones; the nameless property was refused whole.
   EXPECT_EQ(written,
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PropertyDocument>\n"
             "  <Property Name=\"known\" Type=\"Text\">value</Property>\n"
