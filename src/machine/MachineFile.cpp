@@ -251,7 +251,6 @@ bool SaveToTMCF(const MachineParameters& machine, const wchar_t* path) {
 
 bool SaveMachineDocument(const MachineParameters& machine, std::string& document,
                          std::wstring& message) {
-  document.clear();
   try {
     TalSAX::SAXWriter writer(nullptr);
     writer.OpenString(document, true);

@@ -66,7 +66,8 @@ TEST(CLFileTest, DefaultSetIsWrittenAsByHandAndLoadsBackUnderTheFileName) {
 TEST(CLFileTest, LengthModeDecidesTheTextOfEveryLength) {
   const ScopedClLengthMode restore(0);
   const std::tuple<int, std::int32_t, std::string> written[] = {
-      {0, 1000, "1000"}, {1, 1000, "1"}, {1, -1500, "-1.5"}, {2, 25400, "1"}, {3, 1000, ""}};
+      {0, 1000, "1000"}, {1, 1000, "1"}, {1, -1500, "-1.5"},
+      {2, 25400, "1"},   {3, 1000, ""},  {2, 1000, "0.03937007874015748"}};  // 17 digits
   for (const auto& [mode, value, text] : written) {
     SetClLengthMode(mode);
     MCLSliceParameters slice;

@@ -333,8 +333,8 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
             "Blank enumeration Green; Warm enumeration Red; Optional enumeration Red; "
             "Strict enumeration (3); Revision integer 7 (not compared); ");
   // A text that is no Unicode is shown with replacement characters.
-  scalars.m_text = std::wstring(L"a") + static_cast<wchar_t>(0xD800);
-  EXPECT_THAT(Visited(scalars), HasSubstr("Text string a\xEF\xBF\xBD;"));
+  scalars.m_text = std::wstring(L"a") + static_cast<wchar_t>(0xD800) + static_cast<wchar_t>(0xE000);
+  EXPECT_THAT(Visited(scalars), HasSubstr("Text string a\xEF\xBF\xBD\xEE\x80\x80;"));
 
   Parent parent;
   parent.m_items = {Leaf(2), Leaf(3)};

@@ -157,7 +157,7 @@ TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimitsAndTheCircleExtent) {
       // 120² + 160² is exactly 4 * 100².
       {Envelope(100, 1, 100), {{-60, 0, 0}, {60, 160, 1}}, true, false},
       {Envelope(100, 1, 100), {{-60, 0, 0}, {60, 161, 1}}, true, true},
-      {Envelope(1, 1, 100), {{0, 0, 0}, {0, 2, 1}}, true, false},  // 2² is exactly 4 * 1²
+      {Envelope(5, 1, 100), {{0, 0, 0}, {6, 8, 1}}, true, false},  // 6² + 8² is exactly 4 * 5²
       // Products far beyond 32 bits, and 4 * extent² beyond 64 bits.
       {Envelope(2000000000, 5, 1), {{-1000000000, 0, 0}, {1000000000, 5, 1}}, false, false},
       {Envelope(2000000000, 5, 1), {{-1000000000, 0, 0}, {1000000001, 5, 1}}, true, false},
