@@ -193,7 +193,7 @@ TEST(MachineEnvelopeTest, FitTestsAtAndJustPastTheLimitsAndTheCircleExtent) {
 
 // Each overlap starts from the defaults; a refused value keeps what was read before it. An
 // orientation without a text is written empty, which reading refuses, leaving X; the overlap is
-// still written and read. SetDefaults empties the list.
+// still written and read. SetDefaults resets an overlap and empties the list.
 TEST(MachineLaserOverlapsTest, UnknownOrientationsAndMalformedColoursAreRefused) {
   Overlaps read;
   EXPECT_EQ(Read("<Overlap><Orientation>Y</Orientation><Position>-5</Position>"
@@ -220,6 +220,8 @@ TEST(MachineLaserOverlapsTest, UnknownOrientationsAndMalformedColoursAreRefused)
   EXPECT_EQ(TestSupport::ReadBlock(text, back).size(), 1u);
   list.m_overlaps[0].orientation = DirectionAxis::X;
   EXPECT_TRUE(back == list);
+  back.m_overlaps[0].SetDefaults();
+  EXPECT_TRUE(back.m_overlaps[0] == Overlap());
   back.SetDefaults();
   EXPECT_TRUE(back == Overlaps());
 }

@@ -1,5 +1,6 @@
 #include <TalSDK/sdk/common/StringConversion.h>
 
+#include <cstring>
 #include <cwchar>
 #include <random>
 
@@ -35,6 +36,7 @@ TEST(StringConversion, KnownEncodings) {
   }
   // A view's conversion ends at the view's end, also after a whole eight-byte step.
   EXPECT_EQ(std::wcslen(Utf8ToNative("abcdefghij"sv.substr(0, 8)).c_str()), 8u);
+  EXPECT_EQ(std::strlen(NativeToUtf8(L"abc"sv.substr(0, 2)).c_str()), 2u);
 }
 
 // Random mixtures of ASCII runs and any scalar value, through both the throwing and the
