@@ -333,8 +333,9 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
             "Blank enumeration Green; Warm enumeration Red; Optional enumeration Red; "
             "Strict enumeration (3); Revision integer 7 (not compared); ");
   // A text that is no Unicode is shown with replacement characters.
-  scalars.m_text = std::wstring(L"a") + static_cast<wchar_t>(0xD800) + static_cast<wchar_t>(0xE000);
-  EXPECT_THAT(Visited(scalars), HasSubstr("Text string a\xEF\xBF\xBD\xEE\x80\x80;"));
+  scalars.m_text = L"a\xD800\xDFFF\x110000\xE000\x10FFFF";
+  EXPECT_THAT(Visited(scalars), HasSubstr("Text string a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"
+                                          "\xEE\x80\x80\xF4\x8F\xBF\xBF;"));
 
   Parent parent;
   parent.m_items = {Leaf(2), Leaf(3)};
