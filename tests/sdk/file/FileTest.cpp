@@ -34,6 +34,7 @@ TEST(FileTest, ValuesReadBackInTheOrderWritten) {
   EXPECT_EQ(number, -7);
   ASSERT_TRUE(file.Close());
   EXPECT_FALSE(file.Close());
+  EXPECT_EQ(file.GetPosition(), 0u);
 
   EXPECT_FALSE(file.Open(directory.File("missing.bin").wstring(), MFile::OpenMode::Read));
   EXPECT_FALSE(file.IsOpen());
