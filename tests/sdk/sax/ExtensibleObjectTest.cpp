@@ -172,14 +172,20 @@ TEST(ExtensibleObjectTest, KeptElementsBuiltNodeByNode) {
   EXPECT_NE(grown, element);
   grown = element;
   EXPECT_EQ(grown, element);
-  MSaxUnhandledElement otherValue("Outer", "leading");
-  otherValue.AppendElement(1, "In", {{"a", "1"}, {"b", "2"}});
-  EXPECT_NE(otherValue, element);
+  // Every attribute, and their number, takes part in equality.
+  using A = std::vector<MSaxUnhandledElement::Attribute>;
+  for (const A& attributes : {A{{"a", "2"}, {"b", ""}}, A{{"a", "1"}, {"b", "2"}}, A{{"a", "1"}}}) {
+    MSaxUnhandledElement other("Outer", "leading");
+    other.AppendElement(1, "In", attributes);
+    EXPECT_NE(other, element);
+  }
   const MSaxUnhandledElement none, noneCopied = none;
   EXPECT_TRUE(noneCopied.IsEmpty());
   element.Clear();
   EXPECT_TRUE(element.IsEmpty());
   EXPECT_EQ(element, MSaxUnhandledElement());
   EXPECT_NE(grown, element);
+  grown = element;
+  EXPECT_TRUE(grown.IsEmpty());
   EXPECT_THROW(element.AppendElement(0x80000000u, "deep"), std::length_error);
 }
