@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <cwchar>
-#include <random>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,25 +36,6 @@ TEST(StringConversion, KnownEncodings) {
   // A view's conversion ends at the view's end, also after a whole eight-byte step.
   EXPECT_EQ(std::wcslen(Utf8ToNative("abcdefghij"sv.substr(0, 8)).c_str()), 8u);
   EXPECT_EQ(std::strlen(NativeToUtf8(L"abc"sv.substr(0, 2)).c_str()), 2u);
-}
-
-// Random mixtures of ASCII runs and any scalar value, through both the throwing and the
-// checking conversions.
-TEST(StringConversion, RandomCodePointsRoundTrip) {
-  std::mt19937 rng(99);
-  for (int round = 0; round < 2000; ++round) {
-    std::wstring wide;
-    for (std::size_t length = rng() % 40; wide.size() < length;) {
-      const std::uint32_t cp = rng() % 2 ? rng() % 0x80 : rng() % 0x110000;
-      if (cp < 0xD800 || cp > 0xDFFF) wide += static_cast<wchar_t>(cp);
-    }
-    std::string utf8;
-    std::wstring back;
-    ASSERT_TRUE(TryNativeToUtf8(wide, utf8) && TryUtf8ToNative(utf8, back));
-    ASSERT_EQ(NativeToUtf8(wide), utf8);
-    ASSERT_EQ(back, wide);
-    ASSERT_EQ(Utf8ToNative(utf8), wide);
-  }
 }
 
 TEST(StringConversion, ValuesThatAreNotScalarValuesCannotBeEncoded) {
