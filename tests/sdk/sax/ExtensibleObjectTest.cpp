@@ -188,4 +188,7 @@ TEST(ExtensibleObjectTest, KeptElementsBuiltNodeByNode) {
   grown = element;
   EXPECT_TRUE(grown.IsEmpty());
   EXPECT_THROW(element.AppendElement(0x80000000u, "deep"), std::length_error);
+  EXPECT_THROW(element.AppendText(0x80000000u, "deep"), std::length_error);
+  EXPECT_NE(MSaxUnhandledElement("A"), MSaxUnhandledElement("B"));  // the first node counts too
+  EXPECT_FALSE(MSaxUnhandledElement().IsRequired());
 }
