@@ -92,17 +92,22 @@ TEST(ExtensibleObjectTest, UnknownElementsSurviveReadAndWriteUnchangedOrAreIgnor
 TEST(ExtensibleObjectTest, RequiredElementsAreFoundAndDescribed) {
   Block block;
   Read(
-      "<Block>\n<A required=\"true\"/>\n<B required=\"false\"/>\n<C required=\"1\"/>\n"
+      "<Block><A required=\"true\"/>\n<B required=\"false\"/>\n<C required=\"1\"/>\n"
       "<D><E required=\"true\"/></D></Block>",
       block);
   const auto elements = block.GetUnhandledElementsFromAllNodes();
   EXPECT_TRUE(Utilities::DoRequiredElementsExist(elements));
   const auto descriptions = Utilities::GetRequiredElementsDescription(elements);
   ASSERT_EQ(descriptions.size(), 2u);
-  EXPECT_EQ(descriptions[0], (TalSDK::MSaxUnhandledElementDescription{"A", "Block", 2}));
+  EXPECT_EQ(descriptions[0], (TalSDK::MSaxUnhandledElementDescription{"A", "Block", 1}));
   EXPECT_EQ(descriptions[1].m_tagName, "C");
   EXPECT_EQ(Utilities::FormatRequiredElementsMessage(elements),
-            "Required element 'A' in Block (line 2)\nRequired element 'C' in Block (line 4)");
+            "Required element 'A' in Block (line 1)\nRequired element 'C' in Block (line 3)");
+  // An element built in code has no place; one not marked required is no reason to refuse.
+  const std::vector<MSaxUnhandledElement::Attribute> required = {{"required", "true"}};
+  const MSaxUnhandledElement built("F", required, ""), plain("G");
+  EXPECT_EQ(Utilities::FormatRequiredElementsMessage({built}), "Required element 'F'");
+  EXPECT_FALSE(Utilities::DoRequiredElementsExist({plain}));
 }
 
 TEST(ExtensibleObjectTest, WriterAvoidsIdsUsedInsideKeptElements) {

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <TalSDK/sdk/mesh/StlBase.h>
@@ -45,6 +46,8 @@ TEST(SupportGlobalTest, SettingsAreKeptInOrderSurviveARoundTripAndChange) {
   EXPECT_EQ(pattern->GetNodes()[0].attributes.size(), 2u);
   EXPECT_EQ(pattern->GetNodes().size(), 5u);  // Pattern, Spacing, "2.5", Offset, "tail"
   EXPECT_EQ(ReadGlobal(TestSupport::WriteBlock("Support", MSaxSupportGlobal(global))), global);
+  MSaxSupportGlobal writeOnly(std::as_const(global));  // refuses to read
+  EXPECT_EQ(TestSupport::ReadBlock(kDocument, writeOnly).size(), 3u);
 
   const MSupportGlobal base = global;
   global.SetSetting("Density", "25");
