@@ -275,7 +275,7 @@ TEST(BuildTimeTest, FragmentListsAppendRemoveResetAndStopAtAnUnnamedDependency) 
                                        "    <CostFragment>\n      <Name>b</Name>\n"
                                        "    </CostFragment>\n  </CostFragmentList>\n</C>\n"));
   costs.Remove(0);
-  costs.Remove(5);
+  costs.Remove(2);  // just past the end: nothing
   EXPECT_EQ(names(), L"bc");
   costs.ClearList();
   EXPECT_EQ(names(), L"");
