@@ -182,6 +182,21 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"cost costed-machine.xml --volume 2000000", 0,
        "\nMachine time +Estimated Build Time +0 +90\\.00 +0\\.00\n[\\s\\S]*Total +6\\.00 EUR\n$",
        "'Machine time' depends on the estimated build time, which is 0 without --time", 2},
+      // Every other quantity, columns aligned by characters, rates with the digits they need,
+      // large units in full.
+      {"cost every-dependency.xml --support-volume 3000000 --surface 200 --dx 10 --dy 20 "
+       "--dz 1000000 --stls 2",
+       0,
+       "^Fragment  Dependency            Units  Unit cost       Cost\n"
+       "Stützen   Support Volume            3      0\\.005       0\\.01\n"
+       "Polish    Surface Area              2      1e-07       0\\.00\n"
+       "Width     Delta X                  10       1\\.00      10\\.00\n"
+       "Depth     Delta Y                  20       2\\.00      40\\.00\n"
+       "Height    Delta Z             1000000       0\\.50  500000\\.00\n"
+       "Setup     Number of Stls            2      25\\.00      50\\.00\n"
+       "Box       Volume Bouding Box      200       0\\.10      20\\.00\n"
+       "Total                                             500120\\.02 EUR\n$",
+       "", 0},
       {"cost costed-machine.xml --volume -1", 2, "", "--volume", 1},
       {"cost costed-machine.xml --stls 1.5", 2, "", "--stls", 1},
       // The working curve of the default resin and laser: Dp deep at about 618 mm/s.
