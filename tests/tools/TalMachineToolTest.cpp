@@ -140,6 +140,9 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"show unsafe-text.xml", 0, "Name: +A\n +\\\\x7FB\n +\nComments:", "", 0},
       // "-" reads the standard input and writes the standard output.
       {"show - <$EX", 0, "^File: +<stdin>\nName: +M2 Cusing", "", 0},
+      // A text that starts with a line break; a kept element on the first line.
+      {"show first-line.xml", 0, "\nName: *\n +X\n[\\s\\S]*\n  Machine/F, line 1, not required\n$",
+       "", 0},
       {"check - <$EX", 0, "^<stdin>: OK \\(3 unknown elements kept\\)\n$", "", 0},
       {"get - Machine/Name <$EX", 0, "^M2 Cusing 250\n$", "", 0},
       // A text the document cannot hold fails on one line, with nothing on the standard output.
