@@ -191,7 +191,7 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "--dz 1000000 --stls 2",
        0,
        "^Fragment  Dependency            Units  Unit cost       Cost\n"
-       "Stützen   Support Volume            3      0\\.005       0\\.01\n"
+       "Größe     Support Volume            3      0\\.005       0\\.01\n"
        "Polish    Surface Area              2      1e-07       0\\.00\n"
        "Width     Delta X                  10       1\\.00      10\\.00\n"
        "Depth     Delta Y                  20       2\\.00      40\\.00\n"
