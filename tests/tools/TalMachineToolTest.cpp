@@ -101,6 +101,7 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "  Machine/AdaptiveLayerThickness, line [0-9]+, not required\n$",
        "", 0},
       {"show --policy ignore $EX", 0, "elements: +0\n", "", 0},
+      {"show $EX", 0, "\n      AskLaserPowerDuringEstimation: true\n", "", 0},  // a long label
       {"show bad-unit.xml", 0, "Unit: +Mm\n",
        "bad-unit.xml:4:3: warning: refused element Machine/Unit", 2},
       // Several files, each reported; a failure does not stop the others. A refused element is
