@@ -46,13 +46,16 @@ TEST(CLFileTest, DefaultSetIsWrittenAsByHandAndLoadsBackUnderTheFileName) {
   EXPECT_EQ(loaded.GetName(), L"a.cl.xml");
   loaded.SetName(L"");
   EXPECT_EQ(loaded, MCLParameters());  // "Default" is no named set
-  // A drive prefix ends the directory part as well.
+  // A drive prefix ends the directory part as well; a digit is no drive.
   const auto workingDirectory = std::filesystem::current_path();
   std::filesystem::current_path(directory.Path());
-  ASSERT_TRUE(set.Save(L"C:b.cl.xml"));
-  EXPECT_TRUE(loaded.Load(L"C:b.cl.xml"));
+  for (const auto& [file, name] :
+       {std::pair{L"C:b.cl.xml", L"b.cl.xml"}, {L"C:", L""}, {L"1:c.xml", L"1:c.xml"}}) {
+    EXPECT_TRUE(set.Save(file));
+    EXPECT_TRUE(loaded.Load(file));
+    EXPECT_EQ(loaded.GetName(), name);
+  }
   std::filesystem::current_path(workingDirectory);
-  EXPECT_EQ(loaded.GetName(), L"b.cl.xml");
 
   EXPECT_FALSE(set.Load(directory.File("absent.xml").wstring()));
   EXPECT_FALSE(set.Save((directory.Path() / "no" / "dir.xml").wstring()));
@@ -142,7 +145,7 @@ TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
       "<ProcessParametersPoints><LaserPower>3</LaserPower></ProcessParametersPoints>"
       "</ParameterSet><ParameterSet><BorderProcessParameters/></ParameterSet>"
       "<ComponentProcessParametersDefault><UpHatchingProcessParameters>"
-      "<LaserFocus>4</LaserFocus></UpHatchingProcessParameters>"
+      "<LaserFocus>4</LaserFocus><Soon/></UpHatchingProcessParameters>"
       "</ComponentProcessParametersDefault>"
       "<ComponentPostProcessParameters><Parameters><Unknown/></Parameters>"
       "<Parameters><Name>Post</Name><SkinWidth>1</SkinWidth><IslandParameters>"
@@ -182,9 +185,13 @@ TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
   set.GetSliceParameters().m_thickness = 30;
   std::string document;
   ASSERT_TRUE(TalAM::WriteCLParameterDocument(set, document));
-  EXPECT_LT(document.find("<Name>A</Name>"), document.find("<Name>Part</Name>"));
-  EXPECT_LT(document.find("<ThicknessFine>"), document.find("<Later/>"));
-  EXPECT_LT(document.find("<QuadrantOverlapY>"), document.find("<Future/>"));
+  // Kept elements of blocks, down to a laser set's, follow the block's own values.
+  for (const auto& [first, then] : {std::pair{"<Name>A</Name>", "<Name>Part</Name>"},
+                                    {"<ThicknessFine>", "<Later/>"},
+                                    {"<QuadrantOverlapY>", "<Future/>"},
+                                    {"<LaserFocus>4<", "<Soon/>"}}) {
+    EXPECT_NE(document.find(then, document.find(first)), std::string::npos) << then;
+  }
   EXPECT_TRUE(Has(document, "<PlatformZ>300.00099999999998</PlatformZ>"));
   EXPECT_TRUE(Has(document, "<Thickness>0.029999999999999999</Thickness>"));
   MCLParameters loaded;

@@ -131,10 +131,38 @@ TEST(CLModelTest, NamedLookupsDifferOnUnknownNamesAndVisitsOpenEachSetByName) {
             "ComponentPostProcessParameters/Parameters[1]: Name=Post ");
 }
 
-// Copies take every value but not the set's own kept elements; its blocks keep theirs.
+// The set last looked up takes the content of a set read without a "Name", until it is
+// removed; removing another set leaves it current.
+TEST(CLModelTest, RemovingTheCurrentSetEndsItsRouting) {
+  const std::string content =
+      "<CLParameterFile><ParameterSet><BorderProcessParameters><LaserPower>9</LaserPower>"
+      "</BorderProcessParameters></ParameterSet><ComponentPostProcessParameters><Parameters>"
+      "<SkinWidth>2</SkinWidth></Parameters></ComponentPostProcessParameters></CLParameterFile>";
+  MCLParameters set;
+  for (const wchar_t* name : {L"A", L"B"}) {
+    set.GetComponentScanningParameters(name, true);
+    set.GetComponentPostProcessParameters(name, true);
+  }
+  set.RemoveComponentScanningParameters(L"A");
+  set.RemoveComponentPostProcessParameters(L"A");
+  ASSERT_TRUE(TalAM::ReadCLParameterDocument(set, content, "doc").success);
+  EXPECT_EQ(set.GetComponentScanningParameters(L"B", false)->GetBorderBuildParameters().m_laserPower,
+            9);
+  EXPECT_EQ(set.GetComponentPostProcessParameters(L"B", false)->m_skinWidth, 2000);
+  EXPECT_TRUE(set.GetUnhandledElements().empty());
+
+  set.RemoveComponentScanningParameters(L"B");
+  set.RemoveComponentPostProcessParameters(L"B");
+  ASSERT_TRUE(TalAM::ReadCLParameterDocument(set, content, "doc").success);
+  EXPECT_EQ(set.GetUnhandledElements().size(), 2u);
+}
+
+// Copies take every value and the operating mode but not the set's own kept elements; its
+// blocks keep theirs.
 TEST(CLModelTest, CopyLeavesOutTheSetsOwnKeptElements) {
   MCLParameters source;
   source.SetName(L"Source");
+  source.SetOperatingMode(Mode::eIgnoreUnhandledElements);
   source.GetComponentScanningParameters(L"Part", true)->GetHatchingBuildParameters().m_laserSpeed =
       9;
   source.AddUnhandledElement(TalSDK::MSaxUnhandledElement("Own"));
@@ -143,6 +171,7 @@ TEST(CLModelTest, CopyLeavesOutTheSetsOwnKeptElements) {
   const MCLParameters copy(source);
   EXPECT_EQ(copy, source);
   EXPECT_TRUE(copy.GetUnhandledElements().empty());
+  EXPECT_EQ(copy.GetOperatingMode(), Mode::eIgnoreUnhandledElements);
   EXPECT_EQ(copy.GetTracingParameters().GetUnhandledElements().size(), 1u);
 
   MCLParameters target;
