@@ -126,7 +126,8 @@ TEST(CLFileTest, WriteResultRulesDifferPerClass) {
   EXPECT_EQ(write(MCLPlatformParameters(),
                   "MachineID !PowderDoseFactor PlatformProcessParameters QuadrantParameters"),
             "false");
-  // The whole set: everything tried, false.
+  // The whole set, with or without named sets: everything tried, false.
+  EXPECT_EQ(write(MCLParameters()), "false");
   MCLParameters set;
   set.GetComponentPostProcessParameters(L"P", true);
   EXPECT_EQ(write(set, "TracingParameters ComponentPostProcessParameters"), "false");

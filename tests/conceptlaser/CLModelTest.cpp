@@ -118,6 +118,7 @@ TEST(CLModelTest, NamedLookupsDifferOnUnknownNamesAndVisitsOpenEachSetByName) {
   // Laser sets are shown as the file holds them, the default one first, each opened by its
   // name; then the post-process sets.
   set.GetComponentPostProcessParameters(L"Post", true);
+  set.GetComponentPostProcessParameters(L"Q", true);
   std::string shown;
   bool opened = false;
   TalAM::FieldVisit visit([&](const TalAM::FieldView& field) {
@@ -128,7 +129,8 @@ TEST(CLModelTest, NamedLookupsDifferOnUnknownNamesAndVisitsOpenEachSetByName) {
   set.VisitFields(visit);
   EXPECT_EQ(shown,
             "ParameterSet[1]: Name=Default ParameterSet[2]: Name=Part "
-            "ComponentPostProcessParameters/Parameters[1]: Name=Post ");
+            "ComponentPostProcessParameters/Parameters[1]: Name=Post "
+            "ComponentPostProcessParameters/Parameters[2]: Name=Q ");
 }
 
 // The set last looked up takes the content of a set read without a "Name", until it is
@@ -146,8 +148,8 @@ TEST(CLModelTest, RemovingTheCurrentSetEndsItsRouting) {
   set.RemoveComponentScanningParameters(L"A");
   set.RemoveComponentPostProcessParameters(L"A");
   ASSERT_TRUE(TalAM::ReadCLParameterDocument(set, content, "doc").success);
-  EXPECT_EQ(set.GetComponentScanningParameters(L"B", false)->GetBorderBuildParameters().m_laserPower,
-            9);
+  EXPECT_EQ(
+      set.GetComponentScanningParameters(L"B", false)->GetBorderBuildParameters().m_laserPower, 9);
   EXPECT_EQ(set.GetComponentPostProcessParameters(L"B", false)->m_skinWidth, 2000);
   EXPECT_TRUE(set.GetUnhandledElements().empty());
 

@@ -173,26 +173,36 @@ TEST(CLPersistentPropertyTest, HostDocumentRoundTrip) {
   // reported, kept for compatibility with existing host documents.
   const TalAM::Persistence::ScopedClLengthMode unusable(5);
   EXPECT_TRUE(document.SaveToString(saved));
+  TestSupport::Written([&](TalSAX::ISAXWriter& writer) {
+    MSAXTagWriter root(writer, "R");
+    EXPECT_TRUE(document.GetProperty(L"Process")->WriteValue(writer));
+  });
 }
 
-// An indexed collection reads its items by their "Index", refusing one without it or with one
-// that is not a whole number, and reports success.
+// An indexed collection reads its items by their "Index", refusing anything else, an item
+// without it or with one that is not a whole number, and reports success.
 TEST(CLPersistentPropertyTest, IndexedItemsNeedAWholeNumberAsIndex) {
   struct Holder : ISAXPersistHelper {
-    bool HandleTag(const std::string&, TalSAX::ISAXReader& reader) override {
-      handled = HandleValueOfProperty(items, reader);
+    bool HandleTag(const std::string& tag, TalSAX::ISAXReader& reader) override {
+      handled.push_back(tag == "V"   ? HandleValueOfProperty(items, reader)
+                        : tag == "P" ? HandleValueOfProperty(postItems, reader)
+                                     : HandleValueOfProperty(set, reader));
       return true;
     }
     IndexedProperties<MCLScanningParameters> items;
-    bool handled = false;
+    IndexedProperties<MCLPostProcessParameters> postItems;
+    MCLScanningParameters set;
+    std::vector<bool> handled;
   } holder;
-  EXPECT_EQ(TestSupport::ReadBlock("<R><V><Item Index=\"12x\"/><Item/><Item Index=\"-3\"/></V></R>",
+  EXPECT_EQ(TestSupport::ReadBlock("<R><V><Item Index=\"12x\"/><Item/><Other Index=\"1\"/>"
+                                   "<Item Index=\"-3\"/></V><P><Item Index=\"4\"/></P><S/></R>",
                                    holder)
                 .size(),
-            2u);
-  EXPECT_TRUE(holder.handled);
-  ASSERT_EQ(holder.items.GetCount(), 1u);
-  EXPECT_EQ(holder.items.begin()->first, -3);
+            3u);
+  EXPECT_EQ(holder.handled, std::vector<bool>({true, true, true}));
+  ASSERT_EQ(holder.items.GetCount() + holder.postItems.GetCount(), 2u);
+  EXPECT_EQ(std::pair(holder.items.begin()->first, holder.postItems.begin()->first),
+            std::pair(-3, 4));
 }
 
 // Binary files hold nothing of a set and reading one leaves the set as it is; a file written
