@@ -182,7 +182,7 @@ TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
 
   // Written in map order, lengths in millimetres with 17 digits; everything loads back.
   set.GetComponentScanningParameters(L"A", true);
-  set.GetPlatformParameters().SetSize(250000, 250000, 300001);
+  set.GetPlatformParameters().SetSize(240000, 200000, 300001);
   set.GetSliceParameters().m_thickness = 30;
   std::string document;
   ASSERT_TRUE(TalAM::WriteCLParameterDocument(set, document));
@@ -193,7 +193,8 @@ TEST(CLFileTest, ParameterSetsAreRoutedByTheirNameAndTheRestIsKept) {
                                     {"<LaserFocus>4<", "<Soon/>"}}) {
     EXPECT_NE(document.find(then, document.find(first)), std::string::npos) << then;
   }
-  EXPECT_TRUE(Has(document, "<PlatformZ>300.00099999999998</PlatformZ>"));
+  EXPECT_TRUE(Has(document, "<PlatformX>240</PlatformX>\n    <PlatformY>200</PlatformY>\n"
+                            "    <PlatformZ>300.00099999999998</PlatformZ>"));
   EXPECT_TRUE(Has(document, "<Thickness>0.029999999999999999</Thickness>"));
   MCLParameters loaded;
   EXPECT_TRUE(TalAM::ReadCLParameterDocument(loaded, document, "doc").success);

@@ -42,6 +42,7 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
     MCLPlatformParameters platform;
     platform.SetPosition(x, y);
     EXPECT_NE(platform, MCLPlatformParameters());
+    EXPECT_EQ(platform, MCLPlatformParameters(platform));
   }
 
   // Kept elements take no part in the comparison of this family.
