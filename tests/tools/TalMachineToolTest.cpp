@@ -219,6 +219,7 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"cl check cl-kept.xml", 0, "^cl-kept.xml: OK \\(1 unknown element kept\\)\n$", "", 0},
       {"cl show $CL", 0,
        "^File: +.*example.xml\n[\\s\\S]*\n  PlatformX: +250 mm \\(250000\\)\n[\\s\\S]*"
+       "\n  PlatformProcessParameters\n[\\s\\S]*"
        "\n  Name: +Lattice\n[\\s\\S]*"
        "\n  Name: +Solid\n[\\s\\S]*\nComponentPostProcessParameters \\(1\\)\n",
        "", 0},
