@@ -80,8 +80,8 @@ TEST(CLModelTest, OffsetCacheIsFilledOnce) {
   post.SetIncrementalInsideOffset(2, 50);
   EXPECT_EQ(std::pair(post.m_insideOffsetCount, post.m_insideOffsetInterval), std::pair(2u, 50));
   EXPECT_EQ(post.m_individualInsideOffsets, std::vector<std::int32_t>({100, 200, 300}));
-  post.SetIncrementalOutsideOffset(2, -40);
-  EXPECT_EQ(post.m_individualOutsideOffsets, std::vector<std::int32_t>({-40, -80}));
+  post.SetIncrementalOutsideOffset(1, -40);
+  EXPECT_EQ(post.m_individualOutsideOffsets, std::vector<std::int32_t>({-40}));
 }
 
 TEST(CLModelTest, NamedLookupsDifferOnUnknownNamesAndVisitsOpenEachSetByName) {
