@@ -10,7 +10,6 @@
 #include <tuple>
 #include <vector>
 
-#include <TalSDK/sdk/common/StringConversion.h>
 #include <TalSDK/sdk/sax/SAXError.h>
 #include "support/TestSupport.h"
 
@@ -223,20 +222,6 @@ TEST(CLFileTest, HatchingFieldsCrossOnReading) {
   MCLHatchingParameters written;
   written.SetMeandering(false, 2.5f);
   EXPECT_TRUE(Has(TestSupport::WriteBlock("H", written), "<MeandersEnabled>false</"));
-}
-
-TEST(CLFileTest, BadFilesFailWithAMessageAndKeepWhatWasRead) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"<Other><FileSizeLimit>1</FileSizeLimit></Other>", "not 'CLParameterFile'"},
-      {std::string(kHead) + "<FileSizeLimit>1", "not well-formed"}};
-  for (const auto& [document, reason] : cases) {
-    MCLParameters set;
-    const TalAM::CLLoadResult result = TalAM::ReadCLParameterDocument(set, document, "bad.xml");
-    EXPECT_FALSE(result.success) << document;
-    EXPECT_TRUE(Has(StringConversion::NativeToUtf8(result.message), reason)) << reason;
-    EXPECT_EQ(set, MCLParameters());
-  }
-  EXPECT_EQ(GetClLengthMode(), 0);
 }
 
 }  // namespace
