@@ -145,6 +145,10 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"show first-line.xml", 0, "\nName: *\n +X\n[\\s\\S]*\n  Machine/F, line 1, not required\n$",
        "", 0},
       {"check - <$EX", 0, "^<stdin>: OK \\(3 unknown elements kept\\)\n$", "", 0},
+      // A standard input that cannot be read, or does not hold a parameter file, is named.
+      {"show - <.", 1, "^$", "^tal-machine: <stdin>: error: cannot read: Is a directory\n$", 1},
+      {"cl check - <.", 1, "^$", "^tal-machine: <stdin>: error: cannot read: Is a directory\n$", 1},
+      {"cl check - <not-xml.txt", 1, "^$", "^tal-machine: <stdin>:1:1: error: not well-formed", 1},
       {"get - Machine/Name <$EX", 0, "^M2 Cusing 250\n$", "", 0},
       // A text the document cannot hold fails on one line, with nothing on the standard output.
       {"new - --name 'bell \x07'", 1, "^$", "^tal-machine: <stdout>: [^\n]*U\\+0007[^\n]*\n$", 1},
@@ -218,10 +222,11 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"cl check $EX", 1, "", "not 'CLParameterFile'", 1},
       {"cl check cl-kept.xml", 0, "^cl-kept.xml: OK \\(1 unknown element kept\\)\n$", "", 0},
       {"cl show $CL", 0,
-       "^File: +.*example.xml\n[\\s\\S]*\n  PlatformX: +250 mm \\(250000\\)\n[\\s\\S]*"
-       "\n  PlatformProcessParameters\n[\\s\\S]*"
-       "\n  Name: +Lattice\n[\\s\\S]*"
-       "\n  Name: +Solid\n[\\s\\S]*\nComponentPostProcessParameters \\(1\\)\n",
+       "^File: {35}.*example.xml\n[\\s\\S]*\n\nSliceParameters\n  Thickness: {28}0\\.03 mm "
+       "\\(30\\)\n[\\s\\S]*\n  PlatformX: +250 mm \\(250000\\)\n[\\s\\S]*"
+       "\n  ScanOptimizationSupport: +false\n  PlatformProcessParameters\n[\\s\\S]*"
+       "\n  Name: +Lattice\n[\\s\\S]*\n  Name: +Solid\n[\\s\\S]*"
+       "\n\nComponentPostProcessParameters \\(1\\)\n[\\s\\S]*\n\nKept unknown elements: {18}0\n$",
        "", 0},
       {"cl show --format json $CL", 0,
        "\"kind\": \"length\",\n +\"text\": \"250000\",\n +\"compared\": true,\n +\"mm\": 250\\.0\n"

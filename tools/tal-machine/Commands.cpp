@@ -7,10 +7,10 @@
 #include <cctype>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -176,13 +176,14 @@ void PrintDiagnostics(std::string_view file, const std::vector<Diagnostic>& diag
   }
 }
 
-bool ReadStandardInput(std::string& text) {
-  text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  if (std::cin.bad()) {
-    Error(std::string(kStandardInput) + ": cannot read the standard input");
-    return false;
-  }
-  return true;
+std::string ReadStandardInput(std::string& text) {
+  // Read through the C stream: a stream buffer iterator takes a read error (a directory as
+  // the standard input, say) for the end of the input.
+  text.clear();
+  char buffer[1 << 16];
+  for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, stdin)) > 0;)
+    text.append(buffer, got);
+  return std::ferror(stdin) ? std::string("cannot read: ") + std::strerror(errno) : "";
 }
 
 TalAM::MachineLoadResult LoadMachine(TalAM::MachineParameters& machine, const std::string& file,
@@ -194,7 +195,11 @@ TalAM::MachineLoadResult LoadMachine(TalAM::MachineParameters& machine, const st
     return result;
   }
   std::string document;
-  if (!ReadStandardInput(document)) return {};
+  if (const std::string reason = ReadStandardInput(document); !reason.empty()) {
+    TalAM::MachineLoadResult failed;
+    failed.message = StringConversion::Utf8ToNative(reason);
+    return failed;
+  }
   return TalAM::LoadMachineDocument(machine, document, kStandardInput, policy);
 }
 

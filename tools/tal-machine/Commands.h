@@ -65,8 +65,9 @@ bool WriteMachine(const TalAM::MachineParameters& machine, const std::string& ta
 // or what went wrong. For files the library has no atomic save of its own for.
 bool SaveReplacing(const std::string& target,
                    const std::function<std::string(const std::string& temporary)>& save);
-// Standard input, whole. False (with a message) when it cannot be read.
-bool ReadStandardInput(std::string& text);
+// Reads the standard input, whole, into `text`; returns why it cannot be read ("cannot read:
+// REASON"), or "".
+std::string ReadStandardInput(std::string& text);
 
 // Writes a default machine named `name` in `unit`; an existing file only with `force`.
 int RunNew(const std::string& file, const std::string& name, TalAM::MachineUnit unit, bool force);

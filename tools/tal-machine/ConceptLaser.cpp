@@ -27,8 +27,11 @@ bool Load(MCLParameters& set, const std::string& file, std::string_view severity
   TalAM::CLLoadResult result;
   if (file == "-") {
     std::string document;
-    if (!ReadStandardInput(document)) return false;
-    result = TalAM::ReadCLParameterDocument(set, document, ShownName(file));
+    if (const std::string reason = ReadStandardInput(document); !reason.empty()) {
+      result.message = StringConversion::Utf8ToNative(reason);
+    } else {
+      result = TalAM::ReadCLParameterDocument(set, document, ShownName(file));
+    }
   } else {
     result = TalAM::LoadCLParameterFile(set, StringConversion::Utf8ToNative(file));
   }
