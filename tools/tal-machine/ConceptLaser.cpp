@@ -217,7 +217,7 @@ int RunClShow(const std::string& file, const std::string& format, bool dump) {
   } else if (format == "json") {
     PrintSetJson(std::cout, ShownName(file), set);
   } else {
-    PrintText(std::cout, file, set);
+    PrintText(std::cout, ShownName(file), set);
   }
   return kSuccess;
 }
