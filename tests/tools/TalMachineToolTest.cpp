@@ -221,12 +221,14 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       // dumps it.
       {"cl check $EX", 1, "", "not 'CLParameterFile'", 1},
       {"cl check cl-kept.xml", 0, "^cl-kept.xml: OK \\(1 unknown element kept\\)\n$", "", 0},
-      // A refused value fails check and is a warning to show.
+      // A refused value fails check and is a warning to show and convert.
       {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl check -", 1, "^$",
        "^tal-machine: <stdin>:4:3: error: refused element CLParameterFile/FileSizeLimit, text "
        "'x'\n$",
        1},
       {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl show -", 0, "^File: +<stdin>\n",
+       "^tal-machine: <stdin>:4:3: warning: refused element CLParameterFile/FileSizeLimit", 1},
+      {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl convert - -", 0, "^<\\?xml",
        "^tal-machine: <stdin>:4:3: warning: refused element CLParameterFile/FileSizeLimit", 1},
       {"cl show --format text $CL", 0,
        "^File: {35}.*example.xml\n[\\s\\S]*\n\nSliceParameters\n  Thickness: {28}0\\.03 mm "
