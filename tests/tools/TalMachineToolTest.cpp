@@ -449,20 +449,24 @@ TEST_F(TalMachineTool, DiffAgreesWithEquality) {
   EXPECT_EQ(ReadFile(Tmp("out.xml")), expected);
 }
 
-// Every command's help says what it does, its exit statuses and one example; those that read
-// a machine file with a chosen policy say what the policies mean.
+// Every command's help, the Concept Laser commands' too, says what it does, its exit statuses
+// and one example; those that read a machine file with a chosen policy say what the policies
+// mean.
 TEST_F(TalMachineTool, HelpOfEveryCommand) {
-  for (const std::string command : {"new", "show", "check", "convert", "platform-mesh", "diff",
-                                    "get", "set", "cost", "scan-speed", "render"}) {
-    const bool policy = command != "new" && command != "platform-mesh" && command != "set";
+  for (const std::string command :
+       {"new", "show", "check", "convert", "platform-mesh", "diff", "get", "set", "cost",
+        "scan-speed", "render", "cl new", "cl show", "cl check", "cl convert"}) {
+    const bool policy = command != "new" && command != "platform-mesh" && command != "set" &&
+                        !command.starts_with("cl");
     const Result help = Run(command + " --help");
     EXPECT_EQ(help.status, 0) << command;
-    EXPECT_TRUE(Finds(
-        help.out, "\nUsage: tal-machine " + command + " \\[OPTIONS\\] (FILE|IN|A)[ .\n][\\s\\S]*" +
-                      (policy ? "--policy TEXT:\\{ignore,keep,reject-required\\}="
-                                "[\\s\\S]*reject-required keeps them but fails"
-                              : "") +
-                      "[\\s\\S]*standard input[\\s\\S]*\nExample: tal-machine " + command + " "))
+    EXPECT_TRUE(Finds(help.out, "\nUsage: tal-machine " + command +
+                                    " \\[OPTIONS\\] (FILE|IN|A)[ .\n][\\s\\S]*" +
+                                    (policy ? "--policy TEXT:\\{ignore,keep,reject-required\\}="
+                                              "[\\s\\S]*reject-required keeps them but fails"
+                                            : "") +
+                                    "[\\s\\S]*standard input[\\s\\S]*\nExample: tal-machine " +
+                                    (command.starts_with("cl") ? "cl show" : command) + " "))
         << help.out;
   }
 }
