@@ -433,8 +433,20 @@ TEST_F(TalMachineTool, DiffAgreesWithEquality) {
       EXPECT_TRUE(expected == 0 || diff.out.starts_with(path + ": ")) << diff.out;
     }
   }
-  EXPECT_EQ(Run("set - Machine/Platform/Envelope/Dx 300000 <$EX | $TM diff $EX -").out,
-            "Machine/Platform/Envelope/Dx: 250000 → 300000 (250 mm → 300 mm)\n");
+  // Lengths and points also in millimetres, in the order of the file.
+  EXPECT_EQ(Run("set - Machine/Platform/Envelope/Dx 300000 <$EX | $TM set - Machine/Name Xyz | "
+                "$TM set - Machine/Platform/Position '0 0 5000' | $TM diff $EX -")
+                .out,
+            "Machine/Name: M2 Cusing 250 → Xyz\n"
+            "Machine/Platform/Envelope/Dx: 250000 → 300000 (250 mm → 300 mm)\n"
+            "Machine/Platform/Position: 0 0 4000 → 0 0 5000 (0 0 4 mm → 0 0 5 mm)\n");
+  // Kept elements in another order are unequal, though none of them differs.
+  std::string reordered = ReadFile(kExample);
+  WriteFile(Tmp("z.xml"), reordered.insert(reordered.find("<AdaptiveLayerThickness"), "<Z/>"));
+  EXPECT_EQ(Run("convert $T/z.xml - | sed 's|<Z/>||; s|</AdaptiveLayerThickness>|&<Z/>|' | "
+                "$TM diff $T/z.xml -")
+                .out,
+            "Machine: differs where no field shows it\n");
   // An item one side lacks is named once, not with each of its values (lines 33-38: an overlap).
   EXPECT_EQ(Run("convert $EX - | sed 33,38d | $TM diff $EX -").out +
                 Run("convert $EX - | sed 33,38d | $TM diff - $EX").out,
