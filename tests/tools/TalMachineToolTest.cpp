@@ -214,6 +214,8 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"platform-mesh $EX truncated.stl --out $T/m.xml", 1, "", "truncated.stl", 1},
       {"platform-mesh $EX garbage.stl --out $T/m.xml", 1, "", "garbage.stl", 1},
       {"platform-mesh $EX missing.stl --out $T/m.xml", 1, "", "missing.stl", 1},
+      {"platform-mesh $EX empty-binary.stl --out $T/m.xml", 1, "",
+       "empty-binary.stl: cannot read as STL: it holds no triangles\n", 1},
       {"render no-such.xml -o $T/x.svg", 1, "", "no-such.xml", 1},
       // The Concept Laser commands: a machine file is no parameter file, kept elements are
       // counted, and the bundled example shows its sets in millimetres, as JSON (each laser set
@@ -497,6 +499,11 @@ TEST_F(TalMachineTool, PlatformMeshFromStl) {
   WriteFile(Tmp("no-endfacet.stl"), cube.erase(cube.find("  endfacet\n"), 11));
   EXPECT_TRUE(
       Finds(Run("platform-mesh $EX $T/no-endfacet.stl").err, "no-endfacet.stl: .*: neither"));
+  // A file of 64 KiB and one byte, the last one ending "endsolid", is read whole.
+  cube = ReadFile(kData + "/cube-ascii.stl");
+  cube.resize(cube.rfind("endsolid") + 8);
+  WriteFile(Tmp("long.stl"), cube.insert(5, std::string(65537 - cube.size(), ' ')));
+  EXPECT_TRUE(Finds(Run("platform-mesh - $T/long.stl <$EX | $TM show -").out, "Mesh: +12 tri"));
   fs::copy_file(kExample, Tmp("m.xml"));
   const std::string without = Run("platform-mesh $T/m.xml --remove --out - | $TM show -").out;
   EXPECT_TRUE(Finds(without, "\n  PlatformStl\n\n")) << without;
