@@ -210,9 +210,12 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       // The working curve of the default resin and laser: Dp deep at about 618 mm/s.
       {"scan-speed costed-machine.xml --cure-depth 0.1651", 0, "^617\\.9[0-9]*\n$", "", 0},
       {"scan-speed costed-machine.xml", 2, "", "--cure-depth", 1},
-      // A malformed, truncated or missing STL file: one line naming it.
+      // A malformed, truncated (also within a token or its first line) or missing STL file: one
+      // line naming it.
       {"platform-mesh $EX truncated.stl --out $T/m.xml", 1, "", "truncated.stl", 1},
       {"platform-mesh $EX garbage.stl --out $T/m.xml", 1, "", "garbage.stl", 1},
+      {"platform-mesh $EX cut-ascii.stl --out $T/m.xml", 1, "", "cut-ascii.stl: .*: neither", 1},
+      {"platform-mesh $EX solid-line.stl --out $T/m.xml", 1, "", "solid-line.stl: .*: neither", 1},
       {"platform-mesh $EX missing.stl --out $T/m.xml", 1, "", "missing.stl", 1},
       {"platform-mesh $EX empty-binary.stl --out $T/m.xml", 1, "",
        "empty-binary.stl: cannot read as STL: it holds no triangles\n", 1},
