@@ -502,6 +502,10 @@ TEST_F(TalMachineTool, PlatformMeshFromStl) {
   WriteFile(Tmp("no-endfacet.stl"), cube.erase(cube.find("  endfacet\n"), 11));
   EXPECT_TRUE(
       Finds(Run("platform-mesh $EX $T/no-endfacet.stl").err, "no-endfacet.stl: .*: neither"));
+  // A binary file whose first byte above 127 is the 129th after the header (one past the
+  // bytes ADMesh looks at) is read as binary all the same.
+  EXPECT_TRUE(Finds(Run("platform-mesh - late-high-byte.stl <$EX | $TM show -").out,
+                    "Mesh: +4 triangles, 6 vertices\n"));
   // A file of 64 KiB and one byte, the last one ending "endsolid", is read whole.
   cube = ReadFile(kData + "/cube-ascii.stl");
   cube.resize(cube.rfind("endsolid") + 8);
