@@ -476,7 +476,7 @@ TEST_F(TalMachineTool, HelpOfEveryCommand) {
     const Result help = Run(command + " --help");
     EXPECT_EQ(help.status, 0) << command;
     EXPECT_TRUE(Finds(help.out, "\nUsage: tal-machine " + command +
-                                    " \\[OPTIONS\\] (FILE|IN|A)[ .\n][\\s\\S]*" +
+                                    " \\[OPTIONS\\] (FILE|IN OUT|A B)[ .\n][\\s\\S]*" +
                                     (policy ? "--policy TEXT:\\{ignore,keep,reject-required\\}="
                                               "[\\s\\S]*reject-required keeps them but fails"
                                             : "") +
