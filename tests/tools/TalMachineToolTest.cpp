@@ -215,6 +215,11 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"platform-mesh $EX truncated.stl --out $T/m.xml", 1, "", "truncated.stl", 1},
       {"platform-mesh $EX garbage.stl --out $T/m.xml", 1, "", "garbage.stl", 1},
       {"platform-mesh $EX missing.stl --out $T/m.xml", 1, "", "missing.stl", 1},
+      {"platform-mesh $EX . --out -", 1, "^$", "^tal-machine: \\.: .*: not a readable regular", 1},
+      // The copy a binary file may need goes to the temporary directory and is removed.
+      {"convert $EX - | TMPDIR=/proc $TM platform-mesh - late-high-byte.stl", 1, "^$",
+       "late-high-byte.stl: cannot read as STL: no room for a temporary copy\n$", 1},
+      {"convert $EX - | TMPDIR=$T $TM platform-mesh - late-high-byte.stl", 0, "<Triangles>", "", 0},
       {"platform-mesh $EX empty-binary.stl --out $T/m.xml", 1, "",
        "empty-binary.stl: cannot read as STL: it holds no triangles\n", 1},
       {"render no-such.xml -o $T/x.svg", 1, "", "no-such.xml", 1},
@@ -489,15 +494,15 @@ TEST_F(TalMachineTool, HelpOfEveryCommand) {
 // The mesh goes in, and every unknown element of the file changed stays; --remove takes it out.
 TEST_F(TalMachineTool, PlatformMeshFromStl) {
   // A binary file whose first byte above 127 is the 129th after the header (one past the bytes
-  // ADMesh looks at) is read as binary all the same; a file of 64 KiB and one byte, the last one
-  // ending "endsolid", is read whole.
+  // ADMesh looks at; a byte of 127 comes before it) is read as binary all the same; a file of
+  // 64 KiB and one byte, the last one ending "endsolid", is read whole.
   std::string cube = ReadFile(kData + "/cube-ascii.stl");
   cube.resize(cube.rfind("endsolid") + 8);
   WriteFile(Tmp("long.stl"), cube.insert(5, std::string(65537 - cube.size(), ' ')));
   const std::tuple<const char*, const char*, const char*> meshes[] = {
       {"cube-binary.stl", "12 triangles, 8 vertices", "1000"},
       {"cube-ascii.stl", "12 triangles, 8 vertices", "1000"},
-      {"late-high-byte.stl", "4 triangles, 6 vertices", "0"},
+      {"late-high-byte.stl", "4 triangles, 7 vertices", "0"},
       {"one-facet.stl", "1 triangles, 3 vertices", "0"},
       {"$T/long.stl", "12 triangles, 8 vertices", "1000"}};
   for (const auto& [stl, mesh, volume] : meshes) {
