@@ -216,6 +216,11 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"platform-mesh $EX garbage.stl --out $T/m.xml", 1, "", "garbage.stl", 1},
       {"platform-mesh $EX missing.stl --out $T/m.xml", 1, "", "missing.stl", 1},
       {"platform-mesh $EX . --out -", 1, "^$", "^tal-machine: \\.: .*: not a readable regular", 1},
+      {"platform-mesh $EX nan.stl --out -", 1, "^$",
+       "nan.stl: cannot read as STL: facet 2 has a coordinate that is not a finite number\n$", 1},
+      // ADMesh refuses a binary file of fewer than four facets.
+      {"platform-mesh $EX three-facets.stl --out -", 1, "^$",
+       "three-facets.stl: cannot read as STL: not a valid binary or ASCII STL file\n$", 1},
       // The copy a binary file may need goes to the temporary directory and is removed.
       {"convert $EX - | TMPDIR=/proc $TM platform-mesh - late-high-byte.stl", 1, "^$",
        "late-high-byte.stl: cannot read as STL: no room for a temporary copy\n$", 1},
