@@ -101,7 +101,7 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "  Machine/QualityParts/RetentionDays, line [0-9]+, not required\n"
        "  Machine/AdaptiveLayerThickness, line [0-9]+, not required\n$",
        "", 0},
-      {"show --policy ignore $EX", 0, "elements: +0\n", "", 0},
+      {"show --policy ignore --format text $EX", 0, "elements: +0\n", "", 0},
       {"show $EX", 0, "\n      AskLaserPowerDuringEstimation: true\n", "", 0},  // a long label
       {"show bad-unit.xml", 0, "Unit: +Mm\n",
        "bad-unit.xml:4:3: warning: refused element Machine/Unit", 2},
@@ -206,7 +206,9 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "Box       Volume Bouding Box      200       0\\.10      20\\.00\n"
        "Total                                             500120\\.02 EUR\n$",
        "", 0},
-      {"cost costed-machine.xml --volume -1", 2, "", "--volume", 1},
+      {"cost costed-machine.xml --volume 0 --time 0", 0, "\nTotal +0\\.00 EUR\n$", "", 1},
+      {"cost costed-machine.xml --volume -1", 2, "",
+       "^tal-machine: --volume: '-1' is negative \\(see tal-machine cost --help\\)\n$", 1},
       {"cost costed-machine.xml --stls 1.5", 2, "", "--stls", 1},
       // The working curve of the default resin and laser: Dp deep at about 618 mm/s.
       {"scan-speed costed-machine.xml --cure-depth 0.1651", 0, "^617\\.9[0-9]*\n$", "", 0},
