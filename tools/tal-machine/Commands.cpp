@@ -180,10 +180,7 @@ std::string ReadStandardInput(std::string& text) {
   // Read through the C stream: a stream buffer iterator takes a read error (a directory as
   // the standard input, say) for the end of the input.
   text.clear();
-  char buffer[1 << 16];
-  for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, stdin)) > 0;)
-    text.append(buffer, got);
-  return std::ferror(stdin) ? std::string("cannot read: ") + std::strerror(errno) : "";
+  return AppendRest(stdin, text) ? "" : std::string("cannot read: ") + std::strerror(errno);
 }
 
 TalAM::MachineLoadResult LoadMachine(TalAM::MachineParameters& machine, const std::string& file,

@@ -51,10 +51,7 @@ constexpr std::size_t kTypeProbe = 128;  // bytes after the header ADMesh looks 
 std::string ReadAll(const std::string& path) {
   std::string bytes;
   if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-    char chunk[65536];
-    std::size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0)
-      bytes.append(chunk, n);
+    AppendRest(f, bytes);
     std::fclose(f);
   }
   return bytes;

@@ -8,6 +8,13 @@
 
 namespace TalMachineTool {
 
+bool AppendRest(std::FILE* stream, std::string& bytes) {
+  char chunk[1 << 16];
+  for (std::size_t got; (got = std::fread(chunk, 1, sizeof chunk, stream)) > 0;)
+    bytes.append(chunk, got);
+  return std::ferror(stream) == 0;
+}
+
 std::string ToUtf8(std::wstring_view text) {
   std::string utf8;
   if (StringConversion::TryNativeToUtf8(text, utf8)) return utf8;
