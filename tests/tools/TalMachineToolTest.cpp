@@ -132,6 +132,22 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "^(.*Machine/Unit.*\n){20}tal-machine: many-refused.xml: 1 more diagnostics not shown "
        "\\(see --format json\\)\n.*:24:3: error: refused element Machine/Unit.*\n$",
        22},
+      // Sorted by line; at one line a refused element before a lenient reading. Under a policy
+      // that keeps them, required elements are no error, not even when the file fails.
+      {"check --policy reject-required mixed-diagnostics.xml", 1, "^$",
+       "^tal-machine: (mixed-diagnostics.xml):6: error: unknown required element .*/LaserOffset\n"
+       "tal-machine: \\1:8: error: unknown required element Machine/Recoater\n"
+       "tal-machine: \\1:11:69: error: refused element Machine/Unit, text 'Metre'\n"
+       "tal-machine: \\1:11:11: note: .*/RecoaterDirection, text 'Sideways': unknown text",
+       5},
+      {"check --policy keep cut-required.xml", 1, "^$",
+       "^tal-machine: cut-required.xml:9:3: error: not well-formed XML: element 'Recoater' is "
+       "not closed\n$",
+       1},
+      {"show other-root.xml", 0, "^File: ",
+       "^tal-machine: other-root.xml:2:1: warning: refused element Project\n"
+       "tal-machine: other-root.xml: warning: no 'Machine' element: nothing was read\n$",
+       2},
       {"show --policy keep required-element.xml", 0,
        "Unit: +Inch\n[\\s\\S]*  ZCompensationValue: +900\n[\\s\\S]*"
        "  Machine/ZCompensationParameters/LaserOffset, line 7, required\n"
@@ -152,7 +168,8 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"cl check - <not-xml.txt", 1, "^$", "^tal-machine: <stdin>:1:1: error: not well-formed", 1},
       {"get - Machine/Name <$EX", 0, "^M2 Cusing 250\n$", "", 0},
       // A text the document cannot hold fails on one line, with nothing on the standard output.
-      {"new - --name 'bell \x07'", 1, "^$", "^tal-machine: <stdout>: [^\n]*U\\+0007[^\n]*\n$", 1},
+      {"new - --name 'bell \x07'", 1, "^$",
+       "^tal-machine: <stdout>: cannot write [^\n]*U\\+0007[^\n]*\n$", 1},
       // Usage errors: one line, status 2; the top-level message lists every command.
       {"", 2, "",
        "a command is required: new, show, check, convert, platform-mesh, diff, get, set, cost, "
@@ -166,6 +183,8 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"get $EX Machine/SupportProfilesVector", 0, "^2\n$", "", 0},
       {"get $EX Machine/Platform", 1, "", "'Machine/Platform' is a block, not a value", 1},
       {"get $EX Machine/Nope", 1, "", "no field 'Machine/Nope'", 1},
+      {"get bad-unit.xml Machine/Name", 0, "^Unit nobody knows\n$",
+       "^tal-machine: bad-unit.xml:4:3: warning: refused element Machine/Unit, text 'Metre'\n", 2},
       // set takes exactly the texts a machine file may hold there, and writes nothing else.
       {"set - Machine/Platform/Envelope/Dx 250mm <$EX", 1, "^$", "'250mm' is not a valid value", 1},
       {"set - Machine/Platform/Shape Triangle <$EX", 1, "^$", "'Triangle' is not a valid value", 1},
@@ -234,7 +253,10 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       // counted, and the bundled example shows its sets in millimetres, as JSON (each laser set
       // closes before the next; a named set's name comes before its values) and as the library
       // dumps it.
-      {"cl check $EX", 1, "", "not 'CLParameterFile'", 1},
+      {"cl check $EX", 1, "",
+       "^tal-machine: .*example-machine.xml: error: the root element is 'Machine', not "
+       "'CLParameterFile'",
+       1},
       {"cl check cl-kept.xml", 0, "^cl-kept.xml: OK \\(1 unknown element kept\\)\n$", "", 0},
       // A refused value fails check and is a warning to show and convert.
       {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl check -", 1, "^$",
@@ -336,6 +358,12 @@ TEST_F(TalMachineTool, FailedWriteLeavesExistingFile) {
       {"new --force $T/out.xml --name 'bell \x07'", 1, ""},  // XML cannot hold the character
       {"convert $EX $T/out.xml/in-a-file.xml", 1, ""},
       {"cl convert $EX $T/out.xml", 1, ""},
+      {"cl new $T/none/x.xml", 1, "^tal-machine: .*/none/x.xml: cannot write: No such file or"},
+      // A write cut short (here by a file size limit) names the target, not the temporary file.
+      {"cl convert $CL - | (trap '' XFSZ; ulimit -f 1; exec $TM cl convert - $T/out.xml)", 1,
+       "^tal-machine: (.*/out.xml): cannot write '\\1': File too large\n$"},
+      {"convert $EX - | (trap '' XFSZ; ulimit -f 1; exec $TM render - -o $T/out.xml)", 1,
+       "^tal-machine: .*/out.xml: cannot write: File too large\n$"},
       {"new $T/out.xml", 1, exists},
       {"new $T/link.xml", 1, exists},
       {"new $T/dangling.xml", 1, exists},

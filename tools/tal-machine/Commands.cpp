@@ -44,7 +44,7 @@ mode_t PermissionsFor(const std::string& target) {
 }
 
 // A library message as the tail of an error line: one line, its first word in lower case
-// (unless it is an acronym), no final period, and without the file name it may start with.
+// (unless it is an acronym), and without the file name it may start with.
 std::string Message(std::string text, std::string_view file) {
   text = OneLine(text);
   const std::pair<std::string_view, std::string_view> kNamed[] = {
@@ -57,8 +57,6 @@ std::string Message(std::string text, std::string_view file) {
       std::islower(static_cast<unsigned char>(text[1]))) {
     text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
   }
-  while (!text.empty() && text.back() == '.')
-    text.pop_back();
   return text;
 }
 
@@ -111,36 +109,25 @@ std::string ShownName(std::string_view file) {
 std::vector<Diagnostic> Diagnostics(const TalAM::MachineLoadResult& result,
                                     const TalAM::MachineParameters& machine, Policy policy,
                                     std::string_view refusedSeverity) {
-  struct Ordered {
-    Diagnostic diagnostic;
-    int order;  // refused, lenient, required at one line: in that order
-  };
-  std::vector<Ordered> found;
+  // By line; at one line refused, lenient, required, the order they are gathered in.
+  std::vector<Diagnostic> diagnostics;
   for (const TalSAX::SAXWarning& element : result.refusedElements) {
-    found.push_back({{std::string(refusedSeverity), element.path, element.line, element.column,
-                      element.text, "refused element"},
-                     0});
+    diagnostics.push_back({std::string(refusedSeverity), element.path, element.line, element.column,
+                           element.text, "refused element"});
   }
   for (const TalSAX::SAXLenientReading& element : result.lenientReadings) {
-    found.push_back({{"note", element.path, element.line, element.column, element.text,
-                      "unknown text read as '" + element.readAs + "'"},
-                     1});
+    diagnostics.push_back({"note", element.path, element.line, element.column, element.text,
+                           "unknown text read as '" + element.readAs + "'"});
   }
   if (!result.success && policy == Read::RejectRequiredUnhandledElements) {
     for (const TalSDK::MSaxUnhandledElement& element : KeptElements(machine)) {
       if (!element.IsRequired()) continue;
-      found.push_back({{"error", KeptElementPath(element), element.GetSourceLine(), 0, "",
-                        "unknown required element"},
-                       2});
+      diagnostics.push_back({"error", KeptElementPath(element), element.GetSourceLine(), 0, "",
+                             "unknown required element"});
     }
   }
-  std::stable_sort(found.begin(), found.end(), [](const Ordered& a, const Ordered& b) {
-    return a.diagnostic.line != b.diagnostic.line ? a.diagnostic.line < b.diagnostic.line
-                                                  : a.order < b.order;
-  });
-  std::vector<Diagnostic> diagnostics;
-  for (Ordered& entry : found)
-    diagnostics.push_back(std::move(entry.diagnostic));
+  std::stable_sort(diagnostics.begin(), diagnostics.end(),
+                   [](const Diagnostic& a, const Diagnostic& b) { return a.line < b.line; });
   if (!result.success) {
     diagnostics.push_back(LoadFailure(result, policy));
   } else if (!result.machineFound) {

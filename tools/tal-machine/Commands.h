@@ -33,7 +33,7 @@ struct Diagnostic {
   int line = 0;          // 0 when unknown
   int column = 0;        // 0 when unknown
   std::string text;      // the element's text, when it has one
-  std::string message;   // what happened, lower case, no final period
+  std::string message;   // what happened, in lower case
 };
 
 // A failure a library reported in `message`, which may start with "FILE:LINE:COLUMN:".
