@@ -504,24 +504,29 @@ TEST_F(TalMachineTool, DiffAgreesWithEquality) {
   EXPECT_EQ(ReadFile(Tmp("out.xml")), expected);
 }
 
-// Every command's help, the Concept Laser commands' too, says what it does, its exit statuses
-// and one example; those that read a machine file with a chosen policy say what the policies
-// mean.
+// Every command's help, the Concept Laser commands' too, names its operands and says what it
+// does, its exit statuses and one example; those that read a machine file with a chosen policy
+// say what the policies mean.
 TEST_F(TalMachineTool, HelpOfEveryCommand) {
-  for (const std::string command :
-       {"new", "show", "check", "convert", "platform-mesh", "diff", "get", "set", "cost",
-        "scan-speed", "render", "cl new", "cl show", "cl check", "cl convert"}) {
+  for (const std::string usage :
+       {"new FILE", "show FILE", "check FILE...", "convert IN OUT", "platform-mesh FILE [MESH]",
+        "diff A B", "get FILE PATH", "set FILE PATH VALUE", "cost FILE", "scan-speed FILE",
+        "render FILE", "cl new FILE", "cl show FILE", "cl check FILE", "cl convert IN OUT"}) {
+    const std::size_t operands = usage.find_first_of("ABFIO");
+    const std::string command = usage.substr(0, operands - 1);
     const bool policy = command != "new" && command != "platform-mesh" && command != "set" &&
                         !command.starts_with("cl");
     const Result help = Run(command + " --help");
     EXPECT_EQ(help.status, 0) << command;
-    EXPECT_TRUE(Finds(help.out, "\nUsage: tal-machine " + command +
-                                    " \\[OPTIONS\\] (FILE|IN OUT|A B)[ .\n][\\s\\S]*" +
-                                    (policy ? "--policy TEXT:\\{ignore,keep,reject-required\\}="
-                                              "[\\s\\S]*reject-required keeps them but fails"
-                                            : "") +
-                                    "[\\s\\S]*standard input[\\s\\S]*\nExample: tal-machine " +
-                                    (command.starts_with("cl") ? "cl show" : command) + " "))
+    EXPECT_TRUE(Finds(
+        help.out, "\nUsage: tal-machine " + command + " \\[OPTIONS\\] " +
+                      std::regex_replace(usage.substr(operands), std::regex("[.[\\]]"), "\\$&") +
+                      "\n[\\s\\S]*" +
+                      (policy ? "--policy TEXT:\\{ignore,keep,reject-required\\}="
+                                "[\\s\\S]*reject-required keeps them but fails"
+                              : "") +
+                      "[\\s\\S]*standard input[\\s\\S]*\nExample: tal-machine " +
+                      (command.starts_with("cl") ? "cl show" : command) + " "))
         << help.out;
   }
 }
