@@ -167,6 +167,9 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"cl check - <.", 1, "^$", "^tal-machine: <stdin>: error: cannot read: Is a directory\n$", 1},
       {"cl check - <not-xml.txt", 1, "^$", "^tal-machine: <stdin>:1:1: error: not well-formed", 1},
       {"get - Machine/Name <$EX", 0, "^M2 Cusing 250\n$", "", 0},
+      // A full standard output fails, also when all of the output is still in the buffer.
+      {"convert $EX - | ($TM get - Machine/Name >/dev/full; echo $?)", 0, "^1\n$",
+       "^tal-machine: cannot write the standard output\n$", 1},
       // A text the document cannot hold fails on one line, with nothing on the standard output.
       {"new - --name 'bell \x07'", 1, "^$",
        "^tal-machine: <stdout>: cannot write [^\n]*U\\+0007[^\n]*\n$", 1},
