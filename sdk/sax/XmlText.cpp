@@ -32,11 +32,11 @@ std::uint64_t Flags(std::uint64_t w) {
 }
 #endif
 
+// The characters refused here are all in the Basic Multilingual Plane: four hex digits.
 std::string NotAllowed(std::uint32_t codePoint) {
   static constexpr char kHex[] = "0123456789ABCDEF";
   std::string reason = "character U+";
-  const int digits = codePoint > 0xFFFF ? 6 : 4;
-  for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4)
+  for (int shift = 12; shift >= 0; shift -= 4)
     reason += kHex[(codePoint >> shift) & 0xF];
   reason += " is not allowed in XML 1.0";
   return reason;
