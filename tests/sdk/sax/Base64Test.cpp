@@ -30,14 +30,17 @@ std::string Encoded(const std::vector<std::byte>& bytes) {
 }
 
 // Decodes into a buffer of `capacity` bytes followed by guard bytes that must stay untouched.
-// Returns the bytes, or nothing when Decode reports -1.
+// Returns the bytes, or nothing when Decode reports a failure, which must be -1.
 std::optional<std::vector<std::byte>> Decoded(std::string_view text, std::size_t capacity) {
   constexpr std::byte kGuard{0xA5};
   std::vector<std::byte> buffer(capacity + 16, kGuard);
   const std::ptrdiff_t n = B64::Decode(text, buffer.data(), capacity);
   for (std::size_t i = capacity; i < buffer.size(); ++i)
     EXPECT_EQ(buffer[i], kGuard) << i;
-  if (n < 0) return std::nullopt;
+  if (n < 0) {
+    EXPECT_EQ(n, -1);
+    return std::nullopt;
+  }
   EXPECT_LE(static_cast<std::size_t>(n), capacity);
   buffer.resize(static_cast<std::size_t>(n));
   return buffer;
