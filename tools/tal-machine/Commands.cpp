@@ -13,6 +13,7 @@
 #include <iostream>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -109,7 +110,7 @@ std::string ShownName(std::string_view file) {
 std::vector<Diagnostic> Diagnostics(const TalAM::MachineLoadResult& result,
                                     const TalAM::MachineParameters& machine, Policy policy,
                                     std::string_view refusedSeverity) {
-  // By line; at one line refused, lenient, required, the order they are gathered in.
+  // In the order of the file: by line, then column.
   std::vector<Diagnostic> diagnostics;
   for (const TalSAX::SAXWarning& element : result.refusedElements) {
     diagnostics.push_back({std::string(refusedSeverity), element.path, element.line, element.column,
@@ -127,7 +128,9 @@ std::vector<Diagnostic> Diagnostics(const TalAM::MachineLoadResult& result,
     }
   }
   std::stable_sort(diagnostics.begin(), diagnostics.end(),
-                   [](const Diagnostic& a, const Diagnostic& b) { return a.line < b.line; });
+                   [](const Diagnostic& a, const Diagnostic& b) {
+                     return std::tie(a.line, a.column) < std::tie(b.line, b.column);
+                   });
   if (!result.success) {
     diagnostics.push_back(LoadFailure(result, policy));
   } else if (!result.machineFound) {
