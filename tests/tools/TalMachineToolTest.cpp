@@ -584,10 +584,10 @@ TEST_F(TalMachineTool, RenderPlatform) {
   // inside it, on an edge or given twice.
   EXPECT_TRUE(Finds(
       Run("convert $EX - | sed '/Witness plate/,/<\\/Mesh>/s|<Vertices>[^<]*<|<Vertices>"
-          "AAAAAAAAAAAAAAAAAABIQgAAAAAAAAAAAADIQgAAAAAAAAAAAADIQgAAcEIAAAAAAABIQgAAyEIAACBBAAAAAAA"
-          "AcEIAACBBAABIQgAASEIAACBBAAAAAAAAAAAAACBB<|' | $TM render -")
+          "AAAAAAAAoEEAAAAAAAAgQgAAAAAAAAAAAADIQgAA8EEAAAAAAAC0QgAAoEIAAAAAAADwQQAAtEIAACBBAABIQgAA"
+          "SEIAACBBAACMQgAAcEEAACBBAADwQQAAtEIAACBB<|' | $TM render -")
           .out,
-      "points=\"30,286.67 130,286.67 130,226.67 80,186.67 30,226.67\""));
+      "points=\"30,266.67 70,286.67 130,256.67 120,206.67 60,196.67\""));
   // A cylinder reaching past the plate makes the drawing wider and higher; a deep platform makes
   // it 780 pixels high rather than 880 wide.
   EXPECT_TRUE(Finds(Run("convert $EX - | sed 's|<Radius>12.5<|<Radius>40<|' | $TM render -").out,
@@ -599,10 +599,16 @@ TEST_F(TalMachineTool, RenderPlatform) {
   EXPECT_EQ(Run("render $EX").out, svg);
   EXPECT_EQ(Run("render $EX -o -").out, svg);
 
-  // A machine without locked areas has no area shapes, nor legend entries.
-  EXPECT_TRUE(
-      Finds(Run("convert $EX - | sed 's/AreasEnabled>true/AreasEnabled>false/' | $TM render -").out,
-            ">Locked areas are disabled<"));
+  // Disabled locked areas are drawn with a note saying so; the drawing grows to hold a platform
+  // position left of the plate and a default part position behind it. A machine without locked
+  // areas has no area shapes, nor legend entries.
+  EXPECT_TRUE(Finds(Run("convert $EX - | sed 's/AreasEnabled>true/AreasEnabled>false/; "
+                        "s/GasFlowDirection>Negative/GasFlowDirection>Positive/; "
+                        "s|<DefaultPartPosition>125000 125000|<DefaultPartPosition>125000 300000|; "
+                        "s|<Position>0 0 4000|<Position>-20000 125000 4000|' | $TM render -")
+                        .out,
+                    "viewBox=\"0 0 611.75 421.17\"[\\s\\S]*>Gas flow Y positive<[\\s\\S]*"
+                    ">Locked areas are disabled<"));
   const std::string empty = Run("new - | $TM render -").out;
   EXPECT_NO_THROW(TestSupport::RoundTrip(empty));
   EXPECT_EQ(Count(empty, "area\""), 0u) << empty;
