@@ -609,11 +609,12 @@ TEST_F(TalMachineTool, RenderPlatform) {
                         .out,
                     "viewBox=\"0 0 611.75 421.17\"[\\s\\S]*>Gas flow Y positive<[\\s\\S]*"
                     ">Locked areas are disabled<"));
-  // A round platform of 200 mm: the circle inscribed in its square, and a scale bar of exactly a
-  // quarter of it.
+  // A round platform of 200 mm: the circle inscribed in its square, clipping the overlaps too,
+  // and a scale bar of exactly a quarter of it.
   EXPECT_TRUE(Finds(Run("new - | $TM set - Machine/Platform/Shape Circle | $TM set - "
                         "Machine/Platform/Envelope/Dx 200000 | $TM render -")
                         .out,
+                    "<circle cx=\"124\" cy=\"137.33\" r=\"100\"/>[\\s\\S]*"
                     "<circle class=\"platform\" cx=\"124\" cy=\"137.33\" r=\"100\"[\\s\\S]*"
                     ">50 mm<[\\s\\S]*>Platform, circle ⌀200 mm<"));
   const std::string empty = Run("new - | $TM render -").out;
