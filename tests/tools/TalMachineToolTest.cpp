@@ -608,7 +608,7 @@ TEST_F(TalMachineTool, RenderPlatform) {
                         "s|<Position>0 0 4000|<Position>-20000 125000 4000|' | $TM render -")
                         .out,
                     "viewBox=\"0 0 611.75 421.17\"[\\s\\S]*>Gas flow Y positive<[\\s\\S]*"
-                    ">Locked areas are disabled<"));
+                    "class=\"legend\"[^>]*>Locked areas are disabled<"));
   // A round platform of 200 mm: the circle inscribed in its square, clipping the overlaps too,
   // and a scale bar of exactly a quarter of it.
   EXPECT_TRUE(Finds(Run("new - | $TM set - Machine/Platform/Shape Circle | $TM set - "
