@@ -617,9 +617,10 @@ TEST_F(TalMachineTool, RenderPlatform) {
                     "<circle cx=\"124\" cy=\"137.33\" r=\"100\"/>[\\s\\S]*"
                     "<circle class=\"platform\" cx=\"124\" cy=\"137.33\" r=\"100\"[\\s\\S]*"
                     ">50 mm<[\\s\\S]*>Platform, circle ⌀200 mm<"));
-  const std::string empty = Run("new - | $TM render -").out;
+  const std::string empty = Run("new - --name '' | $TM render -").out;
   EXPECT_NO_THROW(TestSupport::RoundTrip(empty));
   EXPECT_EQ(Count(empty, "area\""), 0u) << empty;
+  EXPECT_TRUE(Finds(empty, ">Machine — platform, top view<"));  // a machine without a name
 }
 
 }  // namespace
