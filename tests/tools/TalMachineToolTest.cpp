@@ -615,7 +615,8 @@ TEST_F(TalMachineTool, RenderPlatform) {
                         "Machine/Platform/Envelope/Dx 200000 | $TM render -")
                         .out,
                     "<circle cx=\"124\" cy=\"137.33\" r=\"100\"/>[\\s\\S]*"
-                    "<circle class=\"platform\" cx=\"124\" cy=\"137.33\" r=\"100\"[\\s\\S]*"
+                    "<circle class=\"platform\" cx=\"124\" cy=\"137.33\" r=\"100\" "
+                    "fill=\"#f4f4f0\"[\\s\\S]*"
                     ">50 mm<[\\s\\S]*>Platform, circle ⌀200 mm<"));
   const std::string empty = Run("new - --name '' | $TM render -").out;
   EXPECT_NO_THROW(TestSupport::RoundTrip(empty));
