@@ -616,8 +616,13 @@ TEST_F(TalMachineTool, RenderPlatform) {
                         .out,
                     "<circle cx=\"124\" cy=\"137.33\" r=\"100\"/>[\\s\\S]*"
                     "<circle class=\"platform\" cx=\"124\" cy=\"137.33\" r=\"100\" "
-                    "fill=\"#f4f4f0\"[\\s\\S]*"
+                    "fill=\"#f4f4f0\" stroke=\"#222\" stroke-width=\"1\"/>[\\s\\S]*"
                     ">50 mm<[\\s\\S]*>Platform, circle ⌀200 mm<"));
+  // A 45 mm platform: the scale bar's decade is that of a quarter of the drawing, 10 mm.
+  EXPECT_TRUE(Finds(Run("new - | $TM set - Machine/Platform/Envelope/Dx 45000 | $TM set - "
+                        "Machine/Platform/Envelope/Dy 45000 | $TM render -")
+                        .out,
+                    ">10 mm<"));
   const std::string empty = Run("new - --name '' | $TM render -").out;
   EXPECT_NO_THROW(TestSupport::RoundTrip(empty));
   EXPECT_EQ(Count(empty, "area\""), 0u) << empty;
