@@ -3,15 +3,20 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <functional>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
 #include <TalSDK/sdk/common/StringConversion.h>
 #include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
+#include "sdk/sax/Base64.h"
 #include "support/TestSupport.h"
 
 using TalSAX::SAXWriter;
@@ -21,6 +26,23 @@ using TestSupport::WriteFailure;
 using TestSupport::Written;
 
 namespace {
+
+const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+
+bool OpenFile(SAXWriter& writer, const std::filesystem::path& path) {
+  return writer.Open(path.wstring().c_str(), TalSAX::eEncryptionNone, TalSAX::eCompressionNone,
+                     true);
+}
+
+// The message of the failure `step` throws, or "" when it does not throw.
+std::string FailureOf(const std::function<void()>& step) {
+  try {
+    step();
+  } catch (const MGeneric& error) {
+    return error.GetMessage();
+  }
+  return "";
+}
 
 // Writes <Doc><V>text</V></Doc> and reads V back as a wide string.
 std::wstring WideRoundTrip(const std::wstring& value) {
@@ -154,4 +176,129 @@ TEST(SAXWriterTest, FilesAndDescriptors) {
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a/>\n");
   EXPECT_THAT([&] { writer.WriteText("x"); }, ::testing::Throws<MGeneric>(::testing::Property(
                                                   &MGeneric::GetMessage, HasSubstr("not open"))));
+}
+
+// Documents larger than the writer's 1 MiB buffer reach the file whole and in order: a text
+// that fills the buffer exactly up to the final line break, left alone for the last write; a
+// text larger than the buffer; white space and a binary payload spanning three buffers.
+TEST(SAXWriterTest, DocumentsLargerThanTheBufferReachTheFileWhole) {
+  constexpr std::size_t kBuffer = std::size_t{1} << 20;
+  TestSupport::TempDirectory dir;
+  std::vector<std::byte> bytes(2 * kBuffer + 1000);
+  for (std::size_t i = 0; i < bytes.size(); ++i)
+    bytes[i] = std::byte(i * 7 + i / 251);
+  std::string payload;
+  TalSAX::Base64::AppendEncoded(bytes, payload);
+  for (const std::size_t size : {kBuffer - 4, 2 * kBuffer, std::size_t{0}}) {
+    const std::string text = size > 0 ? std::string(size, 'x') : " ";
+    SAXWriter writer(nullptr);
+    ASSERT_TRUE(OpenFile(writer, dir.File("large.xml")));
+    writer.StartTag("a");
+    writer.WriteText(text);
+    if (size == 0) writer.WriteBinary(bytes);
+    writer.EndTag("a");
+    ASSERT_TRUE(writer.Close());
+    EXPECT_TRUE(TestSupport::ReadFile(dir.File("large.xml")) ==
+                kDeclaration + "\n<a>" + text + (size > 0 ? "" : payload) + "</a>\n")
+        << size;
+  }
+}
+
+// After a failure every operation fails with the first failure's message; Close reports it and
+// closes. An element left open fails Close, and what was written stays in the file.
+TEST(SAXWriterTest, AFailureIsReportedByEveryLaterCallAndByClose) {
+  const std::function<void(SAXWriter&)> later[] = {
+      [](SAXWriter& w) { w.StartTag("b"); }, [](SAXWriter& w) { w.WriteAttribute("x", "1"); },
+      [](SAXWriter& w) { w.WriteText("x"); },
+      [](SAXWriter& w) { w.WriteBinary(std::as_bytes(std::span("x", 1))); },
+      [](SAXWriter& w) { w.EndTag("a"); }};
+  for (const auto& step : later) {
+    std::string out;
+    SAXWriter writer(nullptr);
+    writer.OpenString(out);
+    writer.StartTag("a");
+    EXPECT_THAT(FailureOf([&] { writer.EndTag("b"); }), HasSubstr("end tag 'b' does not match"));
+    EXPECT_THAT(FailureOf([&] { step(writer); }), HasSubstr("end tag 'b' does not match"));
+    EXPECT_THAT(FailureOf([&] { writer.Close(); }), HasSubstr("end tag 'b' does not match"));
+    EXPECT_FALSE(writer.Close());
+  }
+  TestSupport::TempDirectory dir;
+  SAXWriter writer(nullptr);
+  ASSERT_TRUE(OpenFile(writer, dir.File("open.xml")));
+  writer.StartTag("a");
+  EXPECT_FALSE(writer.Close());
+  EXPECT_EQ(TestSupport::ReadFile(dir.File("open.xml")), kDeclaration + "\n<a");
+}
+
+// One writer writes document after document: each Open, of any kind, starts afresh, with no
+// failure, open element or object id left from before, and a string target emptied first.
+// Attributes go only into an open start tag.
+TEST(SAXWriterTest, EachOpenStartsAfresh) {
+  TestSupport::TempDirectory dir;
+  const int fd = ::open(dir.File("d.xml").c_str(), O_WRONLY | O_CREAT, 0644);
+  ASSERT_GE(fd, 0);
+  std::string text = "stale";
+  const std::pair<std::function<bool(SAXWriter&)>, std::function<std::string()>> opens[] = {
+      {[&](SAXWriter& w) { return w.OpenString(text); }, [&] { return text; }},
+      {[&](SAXWriter& w) { return OpenFile(w, dir.File("f.xml")); },
+       [&] { return TestSupport::ReadFile(dir.File("f.xml")); }},
+      {[&](SAXWriter& w) { return w.OpenDescriptor(fd, "d.xml"); },
+       [&] { return TestSupport::ReadFile(dir.File("d.xml")); }}};
+  struct Ref : ISAXReference {
+  } object;
+  for (const auto& [open, written] : opens) {
+    std::string first;
+    SAXWriter writer(nullptr);
+    writer.OpenString(first);
+    EXPECT_TRUE(writer.RegisterUsedId(1, nullptr));
+    EXPECT_EQ(writer.GetObjectId(&object), 2u);
+    writer.StartTag("a");
+    EXPECT_THROW(writer.EndTag("b"), MGeneric);
+    ASSERT_TRUE(open(writer));
+    EXPECT_EQ(writer.GetObjectId(&object), 1u);
+    EXPECT_FALSE(writer.WriteAttribute("x", "1"));
+    writer.StartTag("c");
+    writer.WriteText("t");
+    EXPECT_FALSE(writer.WriteAttribute("x", "1"));
+    writer.EndTag("c");
+    EXPECT_TRUE(writer.Close());
+    EXPECT_EQ(written(), kDeclaration + "\n<c>t</c>\n");
+  }
+  EXPECT_EQ(::close(fd), 0);
+}
+
+// Descriptor 0 is one like any other (a program may have closed its standard input): a file
+// opened as 0 is flushed and closed when its writer is dropped, and 0 may be given. A created
+// file's mode is 0666 less the umask.
+TEST(SAXWriterTest, DescriptorZeroAndTheModeOfACreatedFile) {
+  TestSupport::TempDirectory dir;
+  const int input = ::dup(0);
+  ASSERT_GE(input, 0);
+  ::close(0);
+  bool opened = false, given = false;
+  {
+    SAXWriter writer(nullptr);
+    opened = OpenFile(writer, dir.File("zero.xml"));
+    if (opened) writer.StartTag("a");
+  }
+  const int fd = ::open(dir.File("given.xml").c_str(), O_WRONLY | O_CREAT, 0644);
+  if (fd == 0) {
+    SAXWriter writer(nullptr);
+    if (writer.OpenDescriptor(0, "given.xml")) {
+      writer.StartTag("b");
+      writer.EndTag("b");
+      given = writer.Close();
+    }
+    ::close(0);
+  }
+  ::dup2(input, 0);
+  ::close(input);
+  EXPECT_TRUE(opened && given) << fd;
+  EXPECT_EQ(TestSupport::ReadFile(dir.File("zero.xml")), kDeclaration + "\n<a");
+  EXPECT_EQ(TestSupport::ReadFile(dir.File("given.xml")), kDeclaration + "\n<b/>\n");
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  EXPECT_EQ(
+      std::filesystem::status(dir.File("zero.xml")).permissions() & std::filesystem::perms::all,
+      static_cast<std::filesystem::perms>(0666 & ~mask));
 }
