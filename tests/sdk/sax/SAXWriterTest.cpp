@@ -263,7 +263,9 @@ TEST(SAXWriterTest, DescriptorZeroIsOneLikeAnyOther) {
     SAXWriter writer(nullptr);
     if (OpenFile(writer, dir.File("zero.xml"))) {
       writer.StartTag("a");
-      opened = !writer.Close();  // an element left open fails Close
+      // An element left open fails Close, which writes what it has.
+      opened =
+          !writer.Close() && TestSupport::ReadFile(dir.File("zero.xml")) == kDeclaration + "\n<a";
     }
   }
   const int fd = ::open(dir.File("given.xml").c_str(), O_WRONLY | O_CREAT, 0644);
@@ -285,7 +287,6 @@ TEST(SAXWriterTest, DescriptorZeroIsOneLikeAnyOther) {
   ::dup2(input, 0);
   ::close(input);
   EXPECT_TRUE(opened && given && read) << fd;
-  EXPECT_EQ(TestSupport::ReadFile(dir.File("zero.xml")), kDeclaration + "\n<a");
   EXPECT_EQ(TestSupport::ReadFile(dir.File("given.xml")), kDeclaration + "\n<b/>\n");
   const mode_t mask = ::umask(0);
   ::umask(mask);
