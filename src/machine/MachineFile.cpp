@@ -85,9 +85,11 @@ bool Save(const MachineParameters& machine, const wchar_t* path, std::wstring* m
   }
 }
 
-// Follows symbolic links from `path` to the file they finally name, which need not exist yet.
+// Follows symbolic links from `path` to the file they finally name, which need not exist yet:
+// 40 links at most, as the kernel follows.
 std::optional<std::filesystem::path> ResolveLinks(std::filesystem::path path, std::string& error) {
-  for (int hops = 0; hops < 40; ++hops) {
+  constexpr int kMaxLinks = 40;
+  for (int followed = 0; followed <= kMaxLinks; ++followed) {
     struct stat info {};
     if (::lstat(path.c_str(), &info) != 0) {
       if (errno == ENOENT) return path;
