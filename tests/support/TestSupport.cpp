@@ -64,17 +64,21 @@ std::string Written(const std::function<void(TalSAX::ISAXWriter&)>& steps, bool 
   return out;
 }
 
+std::string FailureOf(const std::function<void()>& step) {
+  try {
+    step();
+  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+    return error.GetMessage();
+  }
+  return "";
+}
+
 std::string WriteFailure(const std::function<void(TalSAX::ISAXWriter&)>& step) {
   std::string out;
   TalSAX::SAXWriter writer(nullptr);
   writer.OpenString(out);
   writer.StartTag("Machine");
-  try {
-    step(writer);
-  } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
-    return error.GetMessage();
-  }
-  return "";
+  return FailureOf([&] { step(writer); });
 }
 
 std::string Inside(std::string_view document, std::string_view tag) {

@@ -22,6 +22,7 @@
 using TalSAX::SAXWriter;
 using TalSDK::FileIO::MSAXError::MGeneric;
 using ::testing::HasSubstr;
+using TestSupport::FailureOf;
 using TestSupport::WriteFailure;
 using TestSupport::Written;
 
@@ -32,16 +33,6 @@ const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
 bool OpenFile(SAXWriter& writer, const std::filesystem::path& path) {
   return writer.Open(path.wstring().c_str(), TalSAX::eEncryptionNone, TalSAX::eCompressionNone,
                      true);
-}
-
-// The message of the failure `step` throws, or "" when it does not throw.
-std::string FailureOf(const std::function<void()>& step) {
-  try {
-    step();
-  } catch (const MGeneric& error) {
-    return error.GetMessage();
-  }
-  return "";
 }
 
 // Writes <Doc><V>text</V></Doc> and reads V back as a wide string.
@@ -75,8 +66,9 @@ TEST(SAXWriterTest, EscapesTextAndAttributes) {
                   writer.WriteDoubleValue(0.1, 0, false);
                 },
                 false),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?><a v=\"&quot;&lt;&amp;&gt;&#9;&#10;&#13;'\">"
-            "x &amp; y &lt; z &gt; w&#13;\n\"'1.5000.10000000000000001</a>");
+            kDeclaration +
+                "<a v=\"&quot;&lt;&amp;&gt;&#9;&#10;&#13;'\">"
+                "x &amp; y &lt; z &gt; w&#13;\n\"'1.5000.10000000000000001</a>");
 }
 
 // Hand-picked strings, then random ones over all characters XML 1.0 allows, weighted towards
