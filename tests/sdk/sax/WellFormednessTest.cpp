@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include <TalSDK/sdk/common/StringConversion.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXError.h>
 #include "support/TestSupport.h"
@@ -154,6 +155,39 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
     Recorder recorder;
     EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder));
     EXPECT_EQ(recorder.seen, seen);
+  }
+}
+
+// Which characters names may start with, and which may only follow the first: the ends of every
+// ASCII and XML 1.0 range and their neighbours outside it. Each name is read at the end of the
+// document and with more behind it, where the reader scans sixteen bytes at a time.
+TEST(WellFormednessTest, NameCharacters) {
+  // Characters that may start a name, those that may only follow the first, and neither.
+  const std::tuple<std::wstring, bool, bool> cases[] = {
+      {L"azAZ_:\u00C0\u00D6\u00D8\u00F6\u00F8\u02FF\u0370\u037D\u037F\u1FFF\u200C\u200D"
+       L"\u2070\u218F\u2C00\u2FEF\u3001\uD7FF\uF900\uFDCF\uFDF0\uFFFD\U00010000\U000EFFFF",
+       true, true},
+      {L"09-.\u00B7\u0300\u036F\u203F\u2040", false, true},
+      {L"`{@[,;\u00B6\u00BF\u00D7\u00F7\u037E\u2000\u200B\u200E\u203E\u2041\u206F\u2190"
+       L"\u2BFF\u2FF0\u3000\uF8FF\uFDD0\uFDEF\U000F0000",
+       false, false}};
+  const std::string padding = "<!--" + std::string(20, ' ') + "-->";
+  for (const auto& [characters, start, follows] : cases) {
+    for (const wchar_t character : characters) {
+      const std::string c = StringConversion::NativeToUtf8(std::wstring(1, character));
+      for (const auto& [name, allowed] : {std::pair{c, start}, {"a" + c, follows}}) {
+        for (const std::string& after : {std::string(), padding}) {
+          const std::string xml = "<" + name + "/>" + after;
+          Recorder recorder;
+          if (allowed) {
+            EXPECT_NO_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder)) << xml;
+            EXPECT_EQ(recorder.seen, std::vector{name + "|"}) << xml;
+          } else {
+            EXPECT_THROW(SAXReader(true, nullptr).ParseBuffer(xml, &recorder), MGeneric) << xml;
+          }
+        }
+      }
+    }
   }
 }
 
