@@ -261,15 +261,22 @@ TEST_F(TalMachineTool, StatusAndMessages) {
        "'CLParameterFile'",
        1},
       {"cl check cl-kept.xml", 0, "^cl-kept.xml: OK \\(1 unknown element kept\\)\n$", "", 0},
-      // A refused value fails check and is a warning to show and convert.
+      // A refused value fails check, is a warning to show, and convert writes it (with its
+      // previous value) only when forced.
       {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl check -", 1, "^$",
        "^tal-machine: <stdin>:4:3: error: refused element CLParameterFile/FileSizeLimit, text "
        "'x'\n$",
        1},
       {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl show -", 0, "^File: +<stdin>\n",
        "^tal-machine: <stdin>:4:3: warning: refused element CLParameterFile/FileSizeLimit", 1},
-      {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl convert - -", 0, "^<\\?xml",
-       "^tal-machine: <stdin>:4:3: warning: refused element CLParameterFile/FileSizeLimit", 1},
+      {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl convert - -", 1, "^$",
+       "^tal-machine: <stdin>:4:3: warning: refused element CLParameterFile/FileSizeLimit.*\n"
+       "tal-machine: <stdin>: not written: 1 refused element \\(first "
+       "CLParameterFile/FileSizeLimit\\) would be written with its previous value \\(--force "
+       "writes anyway\\)\n$",
+       2},
+      {"cl convert $CL - | sed 's|Limit>500<|Limit>x<|' | $TM cl convert - - --force", 0,
+       "^<\\?xml[\\s\\S]*<FileSizeLimit>500<", "warning: refused element", 1},
       {"cl show --format text $CL", 0,
        "^File: {35}.*example.xml\n[\\s\\S]*\n\nSliceParameters\n  Thickness: {28}0\\.03 mm "
        "\\(30\\)\n[\\s\\S]*\n  PlatformX: +250 mm \\(250000\\)\n[\\s\\S]*"

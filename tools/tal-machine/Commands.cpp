@@ -202,10 +202,7 @@ bool MayWrite(const std::string& file, const TalAM::MachineLoadResult& result, b
   if (!result.machineFound) {
     lost = "it holds no 'Machine' element, so a default machine would be written";
   } else if (!result.refusedElements.empty()) {
-    const std::size_t count = result.refusedElements.size();
-    lost = std::to_string(count) + " refused element" + (count == 1 ? "" : "s") + " (first " +
-           Printable(result.refusedElements.front().path) + ") would be written with " +
-           (count == 1 ? "its" : "their") + " previous value" + (count == 1 ? "" : "s");
+    lost = RefusedWouldBeLost(result.refusedElements);
   } else if (!result.lenientReadings.empty()) {
     const std::size_t count = result.lenientReadings.size();
     lost = std::to_string(count) + " value" + (count == 1 ? "" : "s") + " read leniently (first " +
@@ -213,8 +210,19 @@ bool MayWrite(const std::string& file, const TalAM::MachineLoadResult& result, b
            ") would be written as the fallback text";
   }
   if (lost.empty()) return true;
-  Error(ShownName(file) + ": not written: " + lost + " (--force writes anyway)");
+  RefuseToWrite(file, lost);
   return false;
+}
+
+std::string RefusedWouldBeLost(const std::vector<TalSAX::SAXWarning>& refused) {
+  const std::size_t count = refused.size();
+  return std::to_string(count) + " refused element" + (count == 1 ? "" : "s") + " (first " +
+         Printable(refused.front().path) + ") would be written with " +
+         (count == 1 ? "its" : "their") + " previous value" + (count == 1 ? "" : "s");
+}
+
+void RefuseToWrite(const std::string& file, const std::string& lost) {
+  Error(ShownName(file) + ": not written: " + lost + " (--force writes anyway)");
 }
 
 bool WriteMachine(const TalAM::MachineParameters& machine, const std::string& target) {

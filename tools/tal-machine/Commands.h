@@ -58,6 +58,11 @@ bool LoadWarning(TalAM::MachineParameters& machine, const std::string& file, Pol
 // when the load refused an element, read a value leniently or found no "Machine" element,
 // unless `force`. A refusal is one line naming what would be lost.
 bool MayWrite(const std::string& file, const TalAM::MachineLoadResult& result, bool force);
+// "N refused elements (first PATH) would be written with their previous values"; `refused` is
+// not empty.
+std::string RefusedWouldBeLost(const std::vector<TalSAX::SAXWarning>& refused);
+// Reports that `file`, once loaded, is not written because `lost` would be lost.
+void RefuseToWrite(const std::string& file, const std::string& lost);
 // Saves `machine` to `target` through the library's atomic save ("-": the standard output).
 bool WriteMachine(const TalAM::MachineParameters& machine, const std::string& target);
 // Writes `target` through a temporary file beside it, renamed over it only once complete (a

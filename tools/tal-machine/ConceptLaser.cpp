@@ -8,6 +8,7 @@
 #include <iostream>
 #include <sstream>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Commands.h"
@@ -23,7 +24,8 @@ using TalAM::FieldKind;
 
 // Loads the file ("-": the standard input); refused elements are reported with `severity`,
 // a failure as an error.
-bool Load(MCLParameters& set, const std::string& file, std::string_view severity, bool& refused) {
+bool Load(MCLParameters& set, const std::string& file, std::string_view severity,
+          std::vector<TalSAX::SAXWarning>& refused) {
   TalAM::CLLoadResult result;
   if (file == "-") {
     std::string document;
@@ -45,7 +47,7 @@ bool Load(MCLParameters& set, const std::string& file, std::string_view severity
         FailureDiagnostic(file == "-" ? ShownName(file) : file, ToUtf8(result.message)));
   }
   PrintDiagnostics(file, diagnostics);
-  refused = !result.refusedElements.empty();
+  refused = std::move(result.refusedElements);
   return result.success;
 }
 
@@ -166,8 +168,9 @@ ClCommands::ClCommands(CLI::App& app)
   m_group->require_subcommand(1);
   m_group->footer(
       "Lengths in a parameter file are millimetres. Exit status 0, 1 when a file cannot be\n"
-      "read or written (or, for check, holds refused elements; for new, exists), 2 on a usage\n"
-      "error. A FILE of - is the standard input (or, written, the standard output).\n"
+      "read or written (or, for check, holds refused elements; for convert, had refused\n"
+      "elements and no --force; for new, exists), 2 on a usage error. A FILE of - is the\n"
+      "standard input (or, written, the standard output).\n"
       "Example: tal-machine cl show examples/conceptlaser/example.xml");
   m_new = m_group->add_subcommand("new", "Write a default parameter set");
   m_new->add_option("FILE", m_file, "Parameter file to write")->required()->check(kUtf8);
@@ -186,13 +189,15 @@ ClCommands::ClCommands(CLI::App& app)
   m_convert->add_option("OUT", m_output, "Parameter file to write (replaced only when complete)")
       ->required()
       ->check(kUtf8);
+  m_convert->add_flag("--force", m_force,
+                      "Write even when the file read had refused elements (default: refuse)");
 }
 
 int ClCommands::Run() const {
   if (m_new->parsed()) return RunClNew(m_file, m_force);
   if (m_show->parsed()) return RunClShow(m_file, m_format, m_dump);
   if (m_check->parsed()) return RunClCheck(m_file);
-  if (m_convert->parsed()) return RunClConvert(m_file, m_output);
+  if (m_convert->parsed()) return RunClConvert(m_file, m_output, m_force);
   return kUsageError;
 }
 
@@ -210,7 +215,7 @@ int RunClNew(const std::string& file, bool force) {
 
 int RunClShow(const std::string& file, const std::string& format, bool dump) {
   MCLParameters set;
-  bool refused = false;
+  std::vector<TalSAX::SAXWarning> refused;
   if (!Load(set, file, "warning", refused)) return kFailure;
   if (dump) {
     PrintDump(std::cout, set);
@@ -224,9 +229,9 @@ int RunClShow(const std::string& file, const std::string& format, bool dump) {
 
 int RunClCheck(const std::string& file) {
   MCLParameters set;
-  bool refused = false;
+  std::vector<TalSAX::SAXWarning> refused;
   if (!Load(set, file, "error", refused)) return kFailure;
-  if (refused) return kFailure;
+  if (!refused.empty()) return kFailure;
   std::cout << ShownName(file) << ": OK";
   const std::size_t kept = set.GetUnhandledElementsFromAllNodes().size();
   if (kept > 0) {
@@ -236,10 +241,14 @@ int RunClCheck(const std::string& file) {
   return kSuccess;
 }
 
-int RunClConvert(const std::string& in, const std::string& out) {
+int RunClConvert(const std::string& in, const std::string& out, bool force) {
   MCLParameters set;
-  bool refused = false;
+  std::vector<TalSAX::SAXWarning> refused;
   if (!Load(set, in, "warning", refused)) return kFailure;
+  if (!refused.empty() && !force) {
+    RefuseToWrite(in, RefusedWouldBeLost(refused));
+    return kFailure;
+  }
   return SaveReplacing(set, out) ? kSuccess : kFailure;
 }
 

@@ -35,7 +35,8 @@ int RunClNew(const std::string& file, bool force);
 int RunClShow(const std::string& file, const std::string& format, bool dump);
 // Reports every problem of the load; fails when the load fails or refuses any element.
 int RunClCheck(const std::string& file);
-// Loads `in` and saves it as `out`; an existing `out` is replaced only by a complete file.
-int RunClConvert(const std::string& in, const std::string& out);
+// Loads `in` and saves it as `out`; an existing `out` is replaced only by a complete file. A
+// load that refused an element is not written (its previous value would be) unless `force`.
+int RunClConvert(const std::string& in, const std::string& out, bool force);
 
 }  // namespace TalMachineTool
