@@ -85,6 +85,7 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<a>x < y</a>", 1, 6, "'<' must start a tag"},
       {"<a -b=\"1\"/>", 1, 4, "unexpected character in the start tag of 'a'"},
       {"<a\xC2\xA0/>", 1, 3, "unexpected character"},
+      {"<a\x80/>", 1, 3, "invalid UTF-8"},
       {"<a></ a>", 1, 4, "'</' must be followed by an element name"},
       // One root element, and nothing but markup and white space outside it.
       {"text<a/>", 1, 1, "text before the root element"},
