@@ -10,13 +10,10 @@
 #include <map>
 #include <utility>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include <TalSDK/sdk/common/StringConversion.h>
 #include <TalSDK/sdk/sax/ExtensibleObject.h>
 #include <TalSDK/sdk/sax/SAXError.h>
+#include "sdk/sax/Sse2.h"
 #include "sdk/sax/XmlText.h"
 #include "sdk/sax/XmlTokenizer.h"
 
@@ -37,7 +34,7 @@ void DecodeCheckedUtf8(std::string_view text, std::wstring& out) {
   const auto* const end = p + text.size();
   wchar_t* o = out.data();
   while (p < end) {
-#if defined(__SSE2__)
+#if TALSDK_SSE2
     // Sixteen bytes at a time are widened to four bytes each; the output has room for them
     // because it is never ahead of the input. Only the ASCII prefix counts; a multi-byte
     // character after it is decoded below.

@@ -6,15 +6,13 @@
 
 #include <utf8.h>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "sdk/sax/Sse2.h"
 
 namespace TalSAX::XmlText {
 
 namespace {
 
-#if !defined(__SSE2__)
+#if !TALSDK_SSE2
 constexpr std::uint64_t kOnes = 0x0101010101010101u;
 constexpr std::uint64_t kHighBits = 0x80 * kOnes;
 
@@ -45,7 +43,7 @@ std::string NotAllowed(std::uint32_t codePoint) {
 // Index of the first byte at or after `i` that is not plain allowed ASCII (a control
 // character other than tab, LF and CR, or any byte of 0x80 and above), or `size`.
 std::size_t SkipPlainAscii(const char* data, std::size_t size, std::size_t i) {
-#if defined(__SSE2__)
+#if TALSDK_SSE2
   // Sixteen bytes at a time: a signed compare flags bytes below 0x20 and, being negative, all
   // bytes of 0x80 and above; tab, LF and CR are then let through.
   const __m128i space = _mm_set1_epi8(0x20);

@@ -5,10 +5,7 @@
 #include <cstring>
 
 #include <TalSDK/sdk/sax/SAXError.h>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "sdk/sax/Sse2.h"
 
 namespace TalSAX::Xml {
 
@@ -109,7 +106,7 @@ constexpr std::array<bool, 256> kTextSpecial = [] {
 
 [[gnu::always_inline]] inline std::size_t FindTextSpecial(const char* data, std::size_t size,
                                                           std::size_t i) {
-#if defined(__SSE2__)
+#if TALSDK_SSE2
   const __m128i lt = _mm_set1_epi8('<');
   const __m128i amp = _mm_set1_epi8('&');
   const __m128i bracket = _mm_set1_epi8(']');
@@ -138,7 +135,7 @@ constexpr std::array<bool, 256> kTextSpecial = [] {
 // In attribute values: the quote, '<', '&', and every byte below 0x20 (tab, LF and CR become
 // spaces) or from 0x80.
 std::size_t FindValueSpecial(const char* data, std::size_t size, std::size_t i, char quote) {
-#if defined(__SSE2__)
+#if TALSDK_SSE2
   const __m128i q = _mm_set1_epi8(quote);
   const __m128i lt = _mm_set1_epi8('<');
   const __m128i amp = _mm_set1_epi8('&');
@@ -163,7 +160,7 @@ std::size_t FindValueSpecial(const char* data, std::size_t size, std::size_t i, 
 
 // The end of the spaces, tabs and LFs from `i` (CR is left to the text reader).
 std::size_t SkipIndentation(const char* data, std::size_t size, std::size_t i) {
-#if defined(__SSE2__)
+#if TALSDK_SSE2
   const __m128i space = _mm_set1_epi8(' ');
   const __m128i tab = _mm_set1_epi8('\t');
   const __m128i lf = _mm_set1_epi8('\n');
@@ -185,7 +182,7 @@ std::size_t SkipIndentation(const char* data, std::size_t size, std::size_t i) {
 std::size_t CountLineEnds(const char* data, std::size_t size) {
   std::size_t count = 0;
   std::size_t i = 0;
-#if defined(__SSE2__)
+#if TALSDK_SSE2
   // Per byte lane, a counter that each LF decrements (a match compares as -1); the lanes are
   // summed before any can wrap: 63 rounds of sixty-four bytes add at most 252, the last
   // sixteen-byte steps at most 3.
@@ -225,8 +222,8 @@ std::size_t CountLineEnds(const char* data, std::size_t size) {
 }
 
 // The offset of the last LF before `to`; there is one at `from` or after.
-std::size_t LastLineEnd(const char* data, std::size_t from, std::size_t to) {
-#if defined(__SSE2__)
+std::size_t LastLineEnd(const char* data, [[maybe_unused]] std::size_t from, std::size_t to) {
+#if TALSDK_SSE2
   const __m128i lf = _mm_set1_epi8('\n');
   for (; to - from >= 16; to -= 16) {
     const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + to - 16));
@@ -241,7 +238,7 @@ std::size_t LastLineEnd(const char* data, std::size_t from, std::size_t to) {
 
 // The end of the ASCII name characters from `i`: letters, digits, '_', ':', '.', '-'.
 std::size_t AsciiNameEnd(const unsigned char* data, std::size_t size, std::size_t i) {
-#if defined(__SSE2__)
+#if TALSDK_SSE2
   const auto inRange = [](__m128i x, char low, char high) {
     return _mm_and_si128(_mm_cmpeq_epi8(_mm_max_epu8(x, _mm_set1_epi8(low)), x),
                          _mm_cmpeq_epi8(_mm_min_epu8(x, _mm_set1_epi8(high)), x));
