@@ -46,6 +46,7 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       // References: five predefined entities, characters XML allows, complete syntax.
       {"<a>ab&#0;cd</a>", 1, 6, "U+0000"},
       {"<a>&#xD800;</a>", 1, 4, "U+D800"},
+      {"<a>&#xFFFE;</a>", 1, 4, "U+FFFE"},
       {"<a>&#x110000;</a>", 1, 4, "above U+10FFFF"},
       {"<a>&#12a;</a>", 1, 4, "malformed character reference"},
       {"<a>\n&foo;</a>", 2, 1, "undefined entity '&foo;'"},
@@ -67,7 +68,9 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<a><? x?></a>", 1, 4, "must start with a target name"},
       {"<a><?XmL x?></a>", 1, 4, "'XmL' is reserved"},
       {"<a><?pi?x?></a>", 1, 8, "followed by white space"},
+      {std::string("<a>\0</a>", 8), 1, 4, "U+0000"},
       {"<a>\x01</a>", 1, 4, "U+0001"},
+      {"<a>\x80</a>", 1, 4, "invalid UTF-8"},
       {"<a>\n\xC3\x28</a>", 2, 1, "invalid UTF-8"},
       {"<a>\xEF\xBF\xBF</a>", 1, 4, "U+FFFF"},
       // The XML declaration: first, and in its one form.
@@ -125,8 +128,10 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
   // The document and, per element, name|text|attributes.
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"<v>a&amp;b&lt;&gt;&apos;&quot;</v>", {"v|a&b<>'\""}},
-      {"<v>&#65;&#x42;&#0000067;&#x10000;&#x10FFFF;&#xe9;</v>",
-       {"v|ABC\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\xC3\xA9"}},
+      {"<v>&#65;&#x42;&#0000067;&#x10000;&#x10FFFF;&#xe9;&#xD7FF;&#xE000;&#xFFFD;"
+       "&#x80;&#x7FF;&#x800;</v>",
+       {"v|ABC\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\xC3\xA9\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD"
+        "\xC2\x80\xDF\xBF\xE0\xA0\x80"}},
       {"<v>x]y]]z &gt; ]]&gt;</v>", {"v|x]y]]z > ]]>"}},
       {"<v>a\r\nb\rc\n</v>", {"v|a\nb\nc\n"}},
       {"<v><![CDATA[<&>]]]>&amp;<![CDATA[\r\n]]></v>", {"v|<&>]&\n"}},
