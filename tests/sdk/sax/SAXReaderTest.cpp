@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -328,4 +329,34 @@ TEST(SAXReaderTest, KeptElementsNameTheElementsAroundThem) {
   for (const TalSDK::MSaxUnhandledElement& element : kept)
     paths += element.GetSourcePath() + " ";
   EXPECT_EQ(paths, "R R/AB R/B R/A R/A R/A/C ");
+}
+
+// Refused elements are placed exactly anywhere in a long document whose lines have every length
+// and whose elements are near each other or far apart: the reader counts lines and finds their
+// starts sixteen and sixty-four bytes at a time.
+TEST(SAXReaderTest, PlacesAreExactInDocumentsWithLinesOfEveryLength) {
+  std::mt19937 random(20261124);
+  std::string xml = "<R>", expected;
+  std::size_t line = 1, lineStart = 0;
+  for (int element = 0; element < 600; ++element) {
+    const auto gap = random() % 8 == 0 ? random() % 400 : random() % 40;
+    const auto lineEnds = random() % 2 == 0 ? 2 : 100;  // one byte in that many ends a line
+    for (auto i = gap; i > 0; --i) {
+      xml += random() % lineEnds == 0 ? '\n' : 'x';
+      if (xml.back() == '\n') {
+        ++line;
+        lineStart = xml.size();
+      }
+    }
+    expected += std::to_string(line) + ":" + std::to_string(xml.size() - lineStart + 1) + " ";
+    xml += "<E/>";
+  }
+  Probe probe;
+  probe.onTag = [](const std::string& tag, TalSAX::ISAXReader&) { return tag == "R"; };
+  SAXReader reader(true, nullptr);
+  reader.ParseBuffer(xml + "</R>", &probe);
+  std::string places;
+  for (const TalSAX::SAXWarning& warning : reader.GetWarnings())
+    places += std::to_string(warning.line) + ":" + std::to_string(warning.column) + " ";
+  EXPECT_EQ(places, expected);
 }

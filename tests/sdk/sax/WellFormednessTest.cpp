@@ -71,6 +71,7 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {std::string("<a>\0</a>", 8), 1, 4, "U+0000"},
       {"<a>\x01</a>", 1, 4, "U+0001"},
       {"<a>\x80</a>", 1, 4, "invalid UTF-8"},
+      {"<a b='\x80'/>", 1, 7, "invalid UTF-8"},
       {"<a>\n\xC3\x28</a>", 2, 1, "invalid UTF-8"},
       {"<a>\xEF\xBF\xBF</a>", 1, 4, "U+FFFF"},
       // The XML declaration: first, and in its one form.
@@ -141,6 +142,9 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
       {"<v>\n  <c/>\n</v>", {"v|", "c|"}},
       {"<v>x<c>in</c>y</v>", {"v|xy", "c|in"}},
       {"<v>&#32;<c/></v>", {"v| ", "c|"}},
+      // Sixteen blanks, a scan's width, before text that is not indentation.
+      {"<v>" + std::string(16, ' ') + "x<c/>" + std::string(16, ' ') + "abcdefghijklmnop<c/></v>",
+       {"v|" + std::string(16, ' ') + "x" + std::string(16, ' ') + "abcdefghijklmnop", "c|", "c|"}},
       {"<v a=\"x&#10;y&#9;z\" b=' x\ty\r\nz\n'/>", {"v||a=x\ny\tz|b= x y z "}},
       {"<v a='\"' b=\"'\"></v >", {"v||a=\"|b='"}},
       {"<v a=\"&lt;\" p=\"plain\" b=\"x&amp;y\"/>", {"v||a=<|b=x&y"}},
