@@ -333,11 +333,11 @@ TEST(SAXReaderTest, KeptElementsNameTheElementsAroundThem) {
 
 // Refused elements are placed exactly anywhere in a long document whose lines have every length
 // and whose elements are near each other or far apart: the reader counts lines and finds their
-// starts sixteen and sixty-four bytes at a time.
+// starts sixteen and sixty-four bytes at a time, and starts again for a place before the last.
 TEST(SAXReaderTest, PlacesAreExactInDocumentsWithLinesOfEveryLength) {
   std::mt19937 random(20261124);
-  std::string xml = "<R>", expected;
-  std::size_t line = 1, lineStart = 0;
+  std::string xml = "\n<R>", expected;
+  std::size_t line = 2, lineStart = 1;
   for (int element = 0; element < 600; ++element) {
     const auto gap = random() % 8 == 0 ? random() % 400 : random() % 40;
     const auto lineEnds = random() % 2 == 0 ? 2 : 100;  // one byte in that many ends a line
@@ -359,4 +359,7 @@ TEST(SAXReaderTest, PlacesAreExactInDocumentsWithLinesOfEveryLength) {
   for (const TalSAX::SAXWarning& warning : reader.GetWarnings())
     places += std::to_string(warning.line) + ":" + std::to_string(warning.column) + " ";
   EXPECT_EQ(places, expected);
+  // A place before the last one found: the root's, when the document ends without its end tag.
+  EXPECT_THAT([&] { reader.ParseBuffer(xml, &probe, "doc.xml"); },
+              FailsWith("doc.xml:2:1: not well-formed XML: element 'R' is not closed"));
 }

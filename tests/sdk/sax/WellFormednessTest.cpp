@@ -213,9 +213,12 @@ TEST(WellFormednessTest, MultiByteCharactersAtTheEdgesOfTheFastPaths) {
       {"\xEE\x80\x80", true},      {"\xEF\xBF\xBD", true},   // U+E000, U+FFFD
       {"\xEF\xBF\xBE", false},     {"\xE1\x80x", false},     // U+FFFE; a missing continuation
       {"\xEEx\x80", false},        {"\xEC\xBF", false},
-      {"\xC2\x80", true},          {"\xDF\xBF", true},       // U+0080, U+07FF
-      {"\xC1\xBF", false},         {"\xC3\xA9\xA9", false},  // overlong; a stray continuation
-      {"\xF0\x9F\x99\x82]", true},
+      {"\xC2\x80", true},          {"\xDF\xBF", true},           // U+0080, U+07FF
+      {"\xC1\xBF", false},         {"\xC3\xA9\xA9", false},      // overlong; a stray continuation
+      {"\xED\xBF\xBF", false},     {"\xF0\x9F\x99\x82]", true},  // a surrogate; U+1F642
+      {"\xF0\x90\x80\x80", true},  {"\xF4\x8F\xBF\xBF", true},   // U+10000, U+10FFFF
+      {"\xF0\x8F\xBF\xBF", false}, {"\xF4\x90\x80\x80", false},  // overlong; above U+10FFFF
+      {"\xF0P\x80\x80", false},    {"\xF0\x90P\x80", false},     // missing continuations
   };
   for (const auto& [character, allowed] : cases) {
     for (std::size_t offset = 0; offset < 18; ++offset) {
