@@ -49,6 +49,8 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<a>&#xFFFE;</a>", 1, 4, "U+FFFE"},
       {"<a>&#x110000;</a>", 1, 4, "above U+10FFFF"},
       {"<a>&#12a;</a>", 1, 4, "malformed character reference"},
+      {"<a>&#;</a>", 1, 4, "malformed character reference"},
+      {"<a>&#x10FFFF0;</a>", 1, 4, "above U+10FFFF"},
       {"<a>\n&foo;</a>", 2, 1, "undefined entity '&foo;'"},
       {"<a>&amp</a>", 1, 4, "not closed by ';'"},
       {"<a>fish & chips</a>", 1, 9, "'&' must start a character or entity reference"},
@@ -130,9 +132,9 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"<v>a&amp;b&lt;&gt;&apos;&quot;</v>", {"v|a&b<>'\""}},
       {"<v>&#65;&#x42;&#0000067;&#x10000;&#x10FFFF;&#xe9;&#xD7FF;&#xE000;&#xFFFD;"
-       "&#x80;&#x7FF;&#x800;</v>",
+       "&#x80;&#x7FF;&#x800;&#xaA;&#xfF;</v>",
        {"v|ABC\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\xC3\xA9\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD"
-        "\xC2\x80\xDF\xBF\xE0\xA0\x80"}},
+        "\xC2\x80\xDF\xBF\xE0\xA0\x80\xC2\xAA\xC3\xBF"}},
       {"<v>x]y]]z &gt; ]]&gt;</v>", {"v|x]y]]z > ]]>"}},
       {"<v>a\r\nb\rc\n</v>", {"v|a\nb\nc\n"}},
       {"<v><![CDATA[<&>]]]>&amp;<![CDATA[\r\n]]></v>", {"v|<&>]&\n"}},
