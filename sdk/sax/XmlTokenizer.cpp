@@ -53,11 +53,12 @@ bool IsXmlChar(std::uint32_t c) {
          (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
 }
 
+// Every character refused by its code point (controls, surrogates, U+FFFE and U+FFFF) is in
+// the Basic Multilingual Plane: four hex digits.
 std::string CodePoint(std::uint32_t c) {
   static constexpr char kHex[] = "0123456789ABCDEF";
   std::string text = "U+";
-  const int digits = c > 0xFFFF ? 6 : 4;
-  for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4)
+  for (int shift = 12; shift >= 0; shift -= 4)
     text += kHex[(c >> shift) & 0xF];
   return text;
 }
