@@ -93,11 +93,13 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<a\xC2\xA0/>", 1, 3, "unexpected character"},
       {"<a\x80/>", 1, 3, "invalid UTF-8"},
       {"<a></ a>", 1, 4, "'</' must be followed by an element name"},
+      {"<a></", 1, 4, "'</' must be followed by an element name"},
       // One root element, and nothing but markup and white space outside it.
       {"text<a/>", 1, 1, "text before the root element"},
       {"<a/>\ntext", 2, 1, "text after the root element"},
       {"<a/>\n<b/>", 2, 1, "a second root element"},
       {"<a/></a>", 1, 5, "end tag outside the root element"},
+      {"<a/></", 1, 5, "end tag outside the root element"},
       {"<![CDATA[x]]><a/>", 1, 1, "must start a comment"},
       {"<!-- only a comment -->", 1, 24, "no root element"},
       {"", 1, 1, "no root element"},
