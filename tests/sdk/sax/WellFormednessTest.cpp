@@ -58,6 +58,12 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       // Attributes.
       {"<a x=\"<\"/>", 1, 7, "'<' is not allowed in attribute values"},
       {"<a x=\"1\" x=\"2\"/>", 1, 10, "duplicate attribute 'x'"},
+      // More than sixteen attributes, which are sorted to find a duplicate: the later one named.
+      {"<a b0='' b1='' b2='' b3='' b4='' b5='' b6='' b7='' b8='' b3='' b9='' ba='' bb='' bc='' "
+       "bd='' be='' bf=''/>",
+       1, 58, "duplicate attribute 'b3'"},
+      {"<a x=\"1/>", 1, 6, "attribute value is not closed"},
+      {"<a/b/>", 1, 3, "'/' in a start tag must be followed by '>'"},
       {"<a x=1/>", 1, 6, "must be quoted"},
       {"<a x=\"1\"y=\"2\"/>", 1, 9, "separated by white space"},
       {"<a x/>", 1, 4, "has no '='"},
@@ -159,6 +165,7 @@ TEST(WellFormednessTest, EdgeCasesLoadWithTheTextTheyHold) {
        {"v|" + std::string(16, ' ') + "x" + std::string(16, ' ') + "abcdefghijklmnop", "c|", "c|"}},
       {"<v a=\"x&#10;y&#9;z\" b=' x\ty\r\nz\n'/>", {"v||a=x\ny\tz|b= x y z "}},
       {"<v a='\"' b=\"'\"></v >", {"v||a=\"|b='"}},
+      {"<v a = 'x' b\n=\n\"y\"/>", {"v||a=x|b=y"}},
       {"<v a=\"&lt;\" p=\"plain\" b=\"x&amp;y\"/>", {"v||a=<|b=x&y"}},
       {"<?xml version=\"1.1\" encoding=\"utf-8\" standalone=\"no\" ?>\n<!-- c -->\n<?pi?>\n"
        "<v>t</v>\n<!-- after -->\n<?after x?>\n",
