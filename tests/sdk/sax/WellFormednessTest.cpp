@@ -54,6 +54,7 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<a>\n&foo;</a>", 2, 1, "undefined entity '&foo;'"},
       {"<a>&amp</a>", 1, 4, "not closed by ';'"},
       {"<a>fish & chips</a>", 1, 9, "'&' must start a character or entity reference"},
+      {"<a>x&/a>", 1, 5, "'&' must start a character or entity reference"},
       {"<a x='&bar;'/>", 1, 7, "undefined entity"},
       // Attributes.
       {"<a x=\"<\"/>", 1, 7, "'<' is not allowed in attribute values"},
@@ -79,6 +80,7 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {std::string("<a>\0</a>", 8), 1, 4, "U+0000"},
       {"<a>\x01</a>", 1, 4, "U+0001"},
       {"<a>\x80</a>", 1, 4, "invalid UTF-8"},
+      {"<a>\xE0\x80</a>", 1, 4, "invalid UTF-8"},
       {"<a b='\x80'/>", 1, 7, "invalid UTF-8"},
       {"<a>\n\xC3\x28</a>", 2, 1, "invalid UTF-8"},
       {"<a>\xEF\xBF\xBF</a>", 1, 4, "U+FFFF"},
@@ -122,6 +124,8 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       {"<ab>text</a>", 1, 9, "end tag 'a' does not match the open element 'ab'"},
       {"<a>text</ab>", 1, 8, "end tag 'ab' does not match the open element 'a'"},
       {"<a>\n<b>\n", 2, 1, "element 'b' is not closed"},
+      {"<a>x<ba>", 1, 5, "element 'ba' is not closed"},
+      {"<a></a x>", 1, 8, "the end tag of 'a' must end with '>'"},
       {"<a>" + std::string(20000, '\n') + "  </b>", 20001, 3, "does not match"},
       {"<a>\n<b", 2, 1, "start tag of 'b' is not closed"},
       // What machine files never hold.
