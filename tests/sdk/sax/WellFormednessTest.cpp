@@ -59,12 +59,12 @@ TEST(WellFormednessTest, EachRuleIsRefusedWithItsPlace) {
       // Attributes.
       {"<a x=\"<\"/>", 1, 7, "'<' is not allowed in attribute values"},
       {"<a x=\"1\" x=\"2\"/>", 1, 10, "duplicate attribute 'x'"},
+      {"<a x=\"1/>", 1, 6, "attribute value is not closed"},
+      {"<a/b/>", 1, 3, "'/' in a start tag must be followed by '>'"},
       // More than sixteen attributes, which are sorted to find a duplicate: the later one named.
       {"<a b0='' b1='' b2='' b3='' b4='' b5='' b6='' b7='' b8='' b3='' b9='' ba='' bb='' bc='' "
        "bd='' be='' bf=''/>",
        1, 58, "duplicate attribute 'b3'"},
-      {"<a x=\"1/>", 1, 6, "attribute value is not closed"},
-      {"<a/b/>", 1, 3, "'/' in a start tag must be followed by '>'"},
       {"<a x=1/>", 1, 6, "must be quoted"},
       {"<a x=\"1\"y=\"2\"/>", 1, 9, "separated by white space"},
       {"<a x/>", 1, 4, "has no '='"},
