@@ -225,8 +225,8 @@ TEST(SAXReaderTest, ErrorsFoundWhileReadingAheadNameTheirPlace) {
   EXPECT_EQ(kept, expected);
 }
 
-// Only regular files are read: a FIFO without a writer, a directory or a device is refused at
-// once instead of blocking the reader.
+// Only regular files are read, whole: a FIFO without a writer, a directory or a device is
+// refused at once instead of blocking the reader.
 TEST(SAXReaderTest, SizeAndElementLimitsOfFilesAndBuffersAndOnlyRegularFiles) {
   TestSupport::TempDirectory dir;
   const auto path = dir.Path() / "doc.xml", fifo = dir.Path() / "fifo.xml";
@@ -246,6 +246,11 @@ TEST(SAXReaderTest, SizeAndElementLimitsOfFilesAndBuffersAndOnlyRegularFiles) {
     EXPECT_THAT(tooLong, FailsWithoutPlace("19 bytes, more than the reader's limit of 18 bytes"));
     EXPECT_THAT([&] { parse({19, 3}); }, FailsWith(":1:12: more than 3 elements"));
   }
+  // A file of one byte is read whole, in one read of one byte.
+  TestSupport::WriteFile(path, "x");
+  TestSupport::KeepEverything oneByte;
+  EXPECT_THAT([&] { SAXReader(true, nullptr).Parse(path.wstring().c_str(), &oneByte); },
+              FailsWith("text before the root element"));
 
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   for (const std::filesystem::path& other :
