@@ -314,11 +314,9 @@ TEST_F(MachineFileTest, AtomicSaveWritesWhatSaveWritesAndFollowsLinks) {
       TalAM::SaveMachineFileAtomically(FullMachine(), (dir / "l41").wstring().c_str()).message,
       HasSubstr(L"too many levels of symbolic links"));
   // With the standard input closed, the temporary file gets descriptor 0, like any other.
-  const int input = ::dup(0);
-  ::close(0);
-  result = TalAM::SaveMachineFileAtomically(MachineParameters(), file.wstring().c_str());
-  ::dup2(input, 0);
-  ::close(input);
+  TestSupport::WithStandardInputClosed([&] {
+    result = TalAM::SaveMachineFileAtomically(MachineParameters(), file.wstring().c_str());
+  });
   EXPECT_TRUE(result.success) << result.message;
 }
 

@@ -124,6 +124,20 @@ std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersist
   return reader.GetWarnings();
 }
 
+void WithStandardInputClosed(const std::function<void()>& step) {
+  const int input = ::dup(0);
+  ASSERT_GE(input, 0);
+  ::close(0);
+  struct Restore {
+    int input;
+    ~Restore() {
+      ::dup2(input, 0);
+      ::close(input);
+    }
+  } restore{input};
+  step();
+}
+
 std::string Listed(const std::vector<TalSAX::SAXWarning>& warnings, bool places) {
   std::string listed;
   for (const auto& w : warnings) {

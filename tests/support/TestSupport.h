@@ -78,6 +78,10 @@ std::vector<TalSAX::SAXWarning> ReadBlock(std::string_view document, ISAXPersist
 // The same with the caller's reader, which stays available afterwards (references, warnings).
 void ReadBlock(std::string_view document, ISAXPersistBase& block, TalSAX::SAXReader& reader);
 
+// Runs `step` with the standard input closed, so that the next descriptor opened is 0 (a
+// program may have closed its standard input); the standard input is restored afterwards.
+void WithStandardInputClosed(const std::function<void()>& step);
+
 // "path " for each warning; with `places`, "path line:column 'text' ".
 std::string Listed(const std::vector<TalSAX::SAXWarning>& warnings, bool places = false);
 

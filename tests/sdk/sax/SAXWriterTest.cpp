@@ -247,21 +247,20 @@ TEST(SAXWriterTest, EachOpenStartsAfresh) {
 // given, and a file read through 0 is read. A created file's mode is 0666 less the umask.
 TEST(SAXWriterTest, DescriptorZeroIsOneLikeAnyOther) {
   TestSupport::TempDirectory dir;
-  const int input = ::dup(0);
-  ASSERT_GE(input, 0);
-  ::close(0);
   bool opened = false, given = false, read = false;
-  {
-    SAXWriter writer(nullptr);
-    if (OpenFile(writer, dir.File("zero.xml"))) {
-      writer.StartTag("a");
-      // An element left open fails Close, which writes what it has.
-      opened =
-          !writer.Close() && TestSupport::ReadFile(dir.File("zero.xml")) == kDeclaration + "\n<a";
+  int fd = -1;
+  TestSupport::WithStandardInputClosed([&] {
+    {
+      SAXWriter writer(nullptr);
+      if (OpenFile(writer, dir.File("zero.xml"))) {
+        writer.StartTag("a");
+        // An element left open fails Close, which writes what it has.
+        opened =
+            !writer.Close() && TestSupport::ReadFile(dir.File("zero.xml")) == kDeclaration + "\n<a";
+      }
     }
-  }
-  const int fd = ::open(dir.File("given.xml").c_str(), O_WRONLY | O_CREAT, 0644);
-  if (fd == 0) {
+    fd = ::open(dir.File("given.xml").c_str(), O_WRONLY | O_CREAT, 0644);
+    if (fd != 0) return;
     SAXWriter writer(nullptr);
     if (writer.OpenDescriptor(0, "given.xml")) {
       writer.StartTag("b");
@@ -275,9 +274,7 @@ TEST(SAXWriterTest, DescriptorZeroIsOneLikeAnyOther) {
       read = true;
     } catch (const MGeneric&) {
     }
-  }
-  ::dup2(input, 0);
-  ::close(input);
+  });
   EXPECT_TRUE(opened && given && read) << fd;
   EXPECT_EQ(TestSupport::ReadFile(dir.File("given.xml")), kDeclaration + "\n<b/>\n");
   const mode_t mask = ::umask(0);
