@@ -45,6 +45,14 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
     EXPECT_EQ(platform, MCLPlatformParameters(platform));
   }
 
+  MCLScanningParameters scanning;
+  scanning.GetHatchingBuildParameters().m_laserSaturationTime = 6;
+  EXPECT_NE(scanning, MCLScanningParameters());
+  EXPECT_NE(scanning.GetHatchingBuildParameters(), MCLBuildParameters());
+  MCLQuadrantParameters quadrant;
+  quadrant.Set(50000, 50000, 1000, 2000);
+  EXPECT_NE(quadrant, MCLQuadrantParameters());
+
   // Kept elements take no part in the comparison of this family.
   MCLParameters kept;
   kept.AddUnhandledElement(TalSDK::MSaxUnhandledElement("Future", "1"));

@@ -169,6 +169,44 @@ TEST(EveryValueRoundTrip, EveryComparedValueTakesPartInEquality) {
   }
 }
 
+// Each block's own inequality (EXPECT_NE uses it): every block of the example with every value
+// changed differs.
+TEST(EveryValueRoundTrip, EveryBlockWithEveryValueChangedIsUnequal) {
+  const std::vector<Change> changes = Changes();
+  const TalAM::MachineParameters a = Loaded(Example()),
+                                 b = Loaded(Changed(changes, 0, changes.size()));
+  const auto &pa = a.m_postProcessing, &pb = b.m_postProcessing;
+  const auto &sa = a.m_slicer, &sb = b.m_slicer;
+  const auto &na = a.m_nesting, &nb = b.m_nesting;
+  EXPECT_NE(a, b);
+  EXPECT_NE(a.m_platform, b.m_platform);
+  EXPECT_NE(a.m_platform.m_envelope, b.m_platform.m_envelope);
+  EXPECT_NE(a.m_platform.m_laserOverlaps, b.m_platform.m_laserOverlaps);
+  EXPECT_NE(a.m_platform.m_laserOverlaps.m_overlaps[0], b.m_platform.m_laserOverlaps.m_overlaps[0]);
+  EXPECT_NE(a.m_zCompensationParameters, b.m_zCompensationParameters);
+  EXPECT_NE(na, nb);
+  EXPECT_NE(na.m_boundingBox, nb.m_boundingBox);
+  EXPECT_NE(na.m_geometry, nb.m_geometry);
+  EXPECT_NE(na.m_custom, nb.m_custom);
+  EXPECT_NE(sa, sb);
+  EXPECT_NE(sa.m_fixParameters, sb.m_fixParameters);
+  EXPECT_NE(sa.m_formatParameters, sb.m_formatParameters);
+  EXPECT_NE(sa.m_sliceParameters, sb.m_sliceParameters);
+  EXPECT_NE(sa.m_sliceVisualizationParameters, sb.m_sliceVisualizationParameters);
+  EXPECT_NE(pa, pb);
+  EXPECT_NE(pa.m_hatchParameters, pb.m_hatchParameters);
+  EXPECT_NE(pa.m_hatchParameters.m_style, pb.m_hatchParameters.m_style);
+  EXPECT_NE(pa.m_skinFillParameters, pb.m_skinFillParameters);
+  EXPECT_NE(pa.m_mergeParameters, pb.m_mergeParameters);
+  EXPECT_NE(pa.m_bitmapExportParameters, pb.m_bitmapExportParameters);
+  EXPECT_NE(pa.m_scdbExportParameters, pb.m_scdbExportParameters);
+  EXPECT_NE(a.m_exportPart, b.m_exportPart);
+  EXPECT_NE(a.m_qualityParts, b.m_qualityParts);
+  EXPECT_NE(a.m_qualityParts.m_items.begin()->second, b.m_qualityParts.m_items.begin()->second);
+  EXPECT_NE(a.m_kestrumSupport, b.m_kestrumSupport);
+  EXPECT_NE(a.m_baseplateParameters, b.m_baseplateParameters);
+}
+
 // ---------------------------------------------------------------------------------------------
 
 namespace {
