@@ -52,6 +52,14 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
   MCLQuadrantParameters quadrant;
   quadrant.Set(50000, 50000, 1000, 2000);
   EXPECT_NE(quadrant, MCLQuadrantParameters());
+  MCLParameters set;
+  set.GetSliceParameters().m_thicknessFine = 2000;
+  EXPECT_NE(set.GetSliceParameters(), MCLSliceParameters());
+  EXPECT_NE(set, MCLParameters());
+  set = MCLParameters();
+  set.GetTracingParameters().SetTraceFileName(L"trace");
+  EXPECT_NE(set.GetTracingParameters(), MCLTracingParameters());
+  EXPECT_NE(set, MCLParameters());
 
   // Kept elements take no part in the comparison of this family.
   MCLParameters kept;

@@ -168,6 +168,7 @@ TEST(CLPersistentPropertyTest, HostDocumentRoundTrip) {
   EXPECT_EQ(ValueOf<MCLScanningParameters>(loaded, L"Laser"), laser);
   EXPECT_EQ(ValueOf<MCLPostProcessParameters>(loaded, L"Post").m_skinWidth, 12345);
   EXPECT_EQ(ValueOf<IndexedProperties<MCLScanningParameters>>(loaded, L"Indexed"), indexed);
+  EXPECT_NE(indexed, IndexedProperties<MCLScanningParameters>());
 
   // A set's write failure (here its lengths, under a length mode that writes nothing) is not
   // reported, kept for compatibility with existing host documents.

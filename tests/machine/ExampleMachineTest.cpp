@@ -205,6 +205,20 @@ TEST(EveryValueRoundTrip, EveryBlockWithEveryValueChangedIsUnequal) {
   EXPECT_NE(a.m_qualityParts.m_items.begin()->second, b.m_qualityParts.m_items.begin()->second);
   EXPECT_NE(a.m_kestrumSupport, b.m_kestrumSupport);
   EXPECT_NE(a.m_baseplateParameters, b.m_baseplateParameters);
+  EXPECT_NE(a.m_lockedAreas, b.m_lockedAreas);
+  EXPECT_NE(a.m_costFragments, b.m_costFragments);
+  EXPECT_NE(a.m_costFragments.GetCostFragment(0), b.m_costFragments.GetCostFragment(0));
+  const auto &ta = a.m_buildTimeCalculation, &tb = b.m_buildTimeCalculation;
+  EXPECT_NE(ta, tb);
+  EXPECT_NE(ta.m_buildTimeParameters, tb.m_buildTimeParameters);
+  EXPECT_NE(ta.m_buildTimeParameters.m_machineAndResinParameters,
+            tb.m_buildTimeParameters.m_machineAndResinParameters);
+  EXPECT_NE(ta.m_buildTimeParameters.m_partParameters, tb.m_buildTimeParameters.m_partParameters);
+  EXPECT_NE(ta.m_buildTimeParameters.m_recoatParameters,
+            tb.m_buildTimeParameters.m_recoatParameters);
+  EXPECT_NE(ta.m_selfLearningParameters, tb.m_selfLearningParameters);
+  EXPECT_NE(ta.m_selfLearningParameters.m_plateauDataList.front(),
+            tb.m_selfLearningParameters.m_plateauDataList.front());
 }
 
 // ---------------------------------------------------------------------------------------------
