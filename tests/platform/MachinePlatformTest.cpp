@@ -210,7 +210,7 @@ TEST(MachineLaserOverlapsTest, UnknownOrientationsAndMalformedColoursAreRefused)
   EXPECT_EQ(read.m_overlaps[0].color, (TalSDK::Common::Color{0.0f, 0.25f, 1.0f, 0.5f}));
   EXPECT_TRUE(read.m_overlaps[1] == MakeOverlap(DirectionAxis::X, 9, 0));
   EXPECT_EQ(read.m_overlaps[1].color, (TalSDK::Common::Color{1.0f, 0.0f, 0.0f, 1.0f}));
-  EXPECT_TRUE(read.m_overlaps[2] == Overlap());
+  EXPECT_TRUE(read.m_overlaps[2] == MakeOverlap(DirectionAxis::X, 0, 0));  // the defaults
 
   Overlaps list;
   list.m_overlaps = {MakeOverlap(static_cast<DirectionAxis>(2), 5, -6)};
