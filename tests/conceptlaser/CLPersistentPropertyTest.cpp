@@ -169,6 +169,8 @@ TEST(CLPersistentPropertyTest, HostDocumentRoundTrip) {
   EXPECT_EQ(ValueOf<MCLPostProcessParameters>(loaded, L"Post").m_skinWidth, 12345);
   EXPECT_EQ(ValueOf<IndexedProperties<MCLScanningParameters>>(loaded, L"Indexed"), indexed);
   EXPECT_NE(indexed, IndexedProperties<MCLScanningParameters>());
+  EXPECT_TRUE(indexed.Erase(7));
+  EXPECT_FALSE(indexed.Erase(7));  // nothing left there
 
   // A set's write failure (here its lengths, under a length mode that writes nothing) is not
   // reported, kept for compatibility with existing host documents.
