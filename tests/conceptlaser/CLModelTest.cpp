@@ -45,6 +45,8 @@ TEST(CLModelTest, EqualityLeavesOutWhatItMust) {
     EXPECT_EQ(platform, MCLPlatformParameters(platform));
   }
 
+  // A laser value, a quadrant, the fine slice thickness and the trace file each make a
+  // difference, to each class's own inequality too.
   MCLScanningParameters scanning;
   scanning.GetHatchingBuildParameters().m_laserSaturationTime = 6;
   EXPECT_NE(scanning, MCLScanningParameters());
