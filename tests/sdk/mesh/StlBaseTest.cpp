@@ -54,11 +54,14 @@ TEST(StlBaseTest, VolumeAndBoundsInEveryUnit) {
     EXPECT_EQ(p.GetMinX(MStlUnit::Inch, true), origin.x * 1000.0);
     EXPECT_EQ(p.GetMaxX(MStlUnit::Millimetre, true), (origin.x + size.x) * 1000.0);
   }
-  const MStlProperties empty = MStlBase().GetProperties();
-  EXPECT_TRUE(empty.GetBoundingBox().IsEmpty());
-  EXPECT_EQ(empty.GetMinX(), 0.0);
-  EXPECT_EQ(empty.GetMaxZ(MStlUnit::Inch, true), 0.0);
-  EXPECT_EQ(empty.GetVolume(), 0.0);
+  // An empty mesh's measurements, and those of properties made without a mesh.
+  for (const MStlProperties& empty : {MStlBase().GetProperties(), MStlProperties()}) {
+    EXPECT_TRUE(empty.GetBoundingBox().IsEmpty());
+    EXPECT_EQ(empty.GetMinX(), 0.0);
+    EXPECT_EQ(empty.GetMaxZ(MStlUnit::Inch, true), 0.0);
+    EXPECT_EQ(empty.GetVolume(), 0.0);
+    EXPECT_EQ(empty.GetVertexCount() + empty.GetTriangleCount(), 0u);
+  }
 }
 
 TEST(StlBaseTest, InvalidIndicesAreRefusedAndLeaveTheMeshUnchangedClearKeepsTheName) {
