@@ -7,6 +7,7 @@
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <tuple>
 
 #include <TalSDK/sdk/sax/SAXError.h>
 #include <TalSDK/sdk/sax/SAXReader.h>
@@ -68,6 +69,9 @@ std::string FailureOf(const std::function<void()>& step) {
   try {
     step();
   } catch (const TalSDK::FileIO::MSAXError::MGeneric& error) {
+    // Writers fail with no place in a file.
+    EXPECT_EQ(std::tuple(error.GetFile(), error.GetLine(), error.GetColumn()),
+              std::tuple("", 0, 0));
     return error.GetMessage();
   }
   return "";

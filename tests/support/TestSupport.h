@@ -57,7 +57,7 @@ std::string RoundTrip(std::string_view xml);
 
 // What `steps` write into a new document, which must close.
 std::string Written(const std::function<void(TalSAX::ISAXWriter&)>& steps, bool indent = true);
-// The message of the failure (MGeneric) `step` throws; empty when it throws none.
+// The message of the writer failure (MGeneric) `step` throws; empty when it throws none.
 std::string FailureOf(const std::function<void()>& step);
 // The message of the failure `step` causes inside <Machine>; empty when it writes.
 std::string WriteFailure(const std::function<void(TalSAX::ISAXWriter&)>& step);

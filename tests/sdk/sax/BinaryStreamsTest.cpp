@@ -14,6 +14,9 @@ TEST(BinaryStreamsTest, ValuesComeBackInOrderAsLittleEndianBytes) {
   out << UserUint32_t{0x01020304u} << std::int16_t{-2} << 1.5f << 2.25 << std::uint8_t{7};
   EXPECT_EQ(out.Size(), 4u + 2u + 4u + 8u + 1u);
   EXPECT_EQ(static_cast<unsigned>(out.Bytes()[0]), 0x04u);  // little-endian
+  // A default value is zero; a bool, whose size is the compiler's choice, is no scalar.
+  EXPECT_EQ(UserUint32_t{}.value, 0u);
+  EXPECT_FALSE(TalSAX::BinaryScalar<bool>);
 
   // Read from the text of the binary element the stream is written as.
   MSAXStreamBinaryIn in(TestSupport::Inside(
