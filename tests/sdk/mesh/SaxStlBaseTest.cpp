@@ -125,6 +125,7 @@ TEST(SaxStlBaseTest, ReferenceIdIsWrittenOnTheEnclosingElementOnRequest) {
   const std::string xml = WriteDocument(mesh, true);
   EXPECT_THAT(xml, HasSubstr("<Mesh ID=\"1\">"));
   MStlBase read;
+  EXPECT_EQ(read.GetObjectId(), 0u);  // no id until one is read
   MSaxStlBase helper(read);
   TalSAX::SAXReader reader(true, nullptr);
   TestSupport::ReadBlock(xml, helper, reader);
