@@ -123,21 +123,18 @@ struct NestedMember {
   T& Access(Owner& o) const { return (o.*inner).*member; }
 };
 
-// A member of a structure held in a std::optional: absent until a read engages it with the
-// structure's defaults.
+// A member of a structure held in a std::optional: absent until a read engages it through the
+// owner's own operation, which gives the structure its defaults.
 template <class Owner, class S, class T>
 struct OptionalMember {
   std::optional<S> Owner::*holder;
+  S& (Owner::*engage)();
   T S::*member;
   const T* Find(const Owner& o) const {
     const std::optional<S>& h = o.*holder;
     return h ? &((*h).*member) : nullptr;
   }
-  T& Access(Owner& o) const {
-    std::optional<S>& h = o.*holder;
-    if (!h) h = S{};
-    return (*h).*member;
-  }
+  T& Access(Owner& o) const { return (o.*engage)().*member; }
 };
 
 template <class Owner, class Inner, class T>
@@ -145,8 +142,9 @@ constexpr NestedMember<Owner, Inner, T> InMember(Inner Owner::*inner, T Inner::*
   return {inner, member};
 }
 template <class Owner, class S, class T>
-constexpr OptionalMember<Owner, S, T> InOptional(std::optional<S> Owner::*holder, T S::*member) {
-  return {holder, member};
+constexpr OptionalMember<Owner, S, T> InOptional(std::optional<S> Owner::*holder,
+                                                 S& (Owner::*engage)(), T S::*member) {
+  return {holder, engage, member};
 }
 
 template <class A, class Owner>

@@ -69,34 +69,49 @@ constexpr auto kGasFlowDirections = std::to_array<EnumText<Direction>>(
 // is written as that first value. Unlike them, an unknown shape is refused: guessing an outline
 // would change which parts fit; any shape but a box is drawn, and written, as a circle.
 // Gas flow, recoater and mesh are for display: they take no part in the comparison.
-constexpr auto kFields = Describe<P>(
-    Enum("Shape", &P::m_shape, UnknownText::Refused, ValueWithoutText::WritesFallback,
-         Shape::Circle),
-    Value<P>("GasFlowVisible", InOptional(&P::m_gasFlow, &P::GasFlow::visible)).NotCompared(),
-    Enum<DirectionAxis, P>(
-        "GasFlowDirectionAxis", InOptional(&P::m_gasFlow, &P::GasFlow::directionAxis),
-        UnknownText::AsFallback, ValueWithoutText::WritesFallback, DirectionAxis::X)
-        .NotCompared(),
-    EnumWith<Direction, P>("GasFlowDirection", InOptional(&P::m_gasFlow, &P::GasFlow::direction),
-                           kGasFlowDirections, UnknownText::AsFallback,
-                           ValueWithoutText::WritesFallback, Direction::Positive)
-        .NotCompared(),
-    Value<P>("RecoaterVisible", InOptional(&P::m_recoater, &P::Recoater::visible)).NotCompared(),
-    Enum<DirectionAxis, P>(
-        "RecoaterDirectionAxis", InOptional(&P::m_recoater, &P::Recoater::directionAxis),
-        UnknownText::AsFallback, ValueWithoutText::WritesFallback, DirectionAxis::X)
-        .NotCompared(),
-    Enum<Direction, P>("RecoaterDirection", InOptional(&P::m_recoater, &P::Recoater::direction),
-                       UnknownText::AsFallback, ValueWithoutText::WritesFallback,
-                       Direction::Positive)
-        .NotCompared(),
-    Child("Envelope", &P::m_envelope), Point("Position", &P::m_position),
-    Point("DefaultPartPosition", &P::m_defaultPartPosition),
-    Child("LaserOverlaps", &P::m_laserOverlaps),
-    Child("PlatformStl", &P::m_platformStl)
-        .WriteIf([](const P& p) { return p.m_platformStl.Enabled(); })
-        .NotCompared());
+}  // namespace
 
+struct MSAXMachinePlatformDescription {
+  static constexpr auto kFields = Describe<P>(
+      Enum("Shape", &P::m_shape, UnknownText::Refused, ValueWithoutText::WritesFallback,
+           Shape::Circle),
+      Value<P>("GasFlowVisible",
+               InOptional(&P::m_gasFlow, &P::_GetGasFlowInitialized, &P::GasFlow::visible))
+          .NotCompared(),
+      Enum<DirectionAxis, P>(
+          "GasFlowDirectionAxis",
+          InOptional(&P::m_gasFlow, &P::_GetGasFlowInitialized, &P::GasFlow::directionAxis),
+          UnknownText::AsFallback, ValueWithoutText::WritesFallback, DirectionAxis::X)
+          .NotCompared(),
+      EnumWith<Direction, P>(
+          "GasFlowDirection",
+          InOptional(&P::m_gasFlow, &P::_GetGasFlowInitialized, &P::GasFlow::direction),
+          kGasFlowDirections, UnknownText::AsFallback, ValueWithoutText::WritesFallback,
+          Direction::Positive)
+          .NotCompared(),
+      Value<P>("RecoaterVisible",
+               InOptional(&P::m_recoater, &P::_GetRecoaterInitialized, &P::Recoater::visible))
+          .NotCompared(),
+      Enum<DirectionAxis, P>(
+          "RecoaterDirectionAxis",
+          InOptional(&P::m_recoater, &P::_GetRecoaterInitialized, &P::Recoater::directionAxis),
+          UnknownText::AsFallback, ValueWithoutText::WritesFallback, DirectionAxis::X)
+          .NotCompared(),
+      Enum<Direction, P>(
+          "RecoaterDirection",
+          InOptional(&P::m_recoater, &P::_GetRecoaterInitialized, &P::Recoater::direction),
+          UnknownText::AsFallback, ValueWithoutText::WritesFallback, Direction::Positive)
+          .NotCompared(),
+      Child("Envelope", &P::m_envelope), Point("Position", &P::m_position),
+      Point("DefaultPartPosition", &P::m_defaultPartPosition),
+      Child("LaserOverlaps", &P::m_laserOverlaps),
+      Child("PlatformStl", &P::m_platformStl)
+          .WriteIf([](const P& p) { return p.m_platformStl.Enabled(); })
+          .NotCompared());
+};
+
+namespace {
+constexpr const auto& kFields = MSAXMachinePlatformDescription::kFields;
 }  // namespace
 
 MSAXMachinePlatform::MSAXMachinePlatform()

@@ -110,6 +110,7 @@ struct Parent : Block<Parent> {
   std::vector<Leaf> m_loose;    // no wrapper; an item that fails to write is passed over
   std::vector<std::int32_t> m_values;
   std::optional<Leaf> m_extra;  // only its value is a field
+  Leaf& Extra() { return m_extra ? *m_extra : m_extra.emplace(); }
 };
 using P = Parent;
 template <>
@@ -123,7 +124,7 @@ constexpr auto kFields<P> = Describe<P>(
     List("Skipped", &P::m_skipped, {.itemTag = "S", .outside = ItemOutsideWrapper::Ignored}),
     List("", &P::m_loose, {.itemTag = "Loose", .itemResultsIgnored = true}),
     ValueList("Values", &P::m_values, {.itemTag = "V"}),
-    Value<P>("Extra", InOptional(&P::m_extra, &Leaf::m_value)));
+    Value<P>("Extra", InOptional(&P::m_extra, &P::Extra, &Leaf::m_value)));
 
 // The block's content written inside an unindented <Block>, and the write's result.
 std::pair<std::string, bool> TryWrite(const ISAXPersistBase& block) {

@@ -88,6 +88,7 @@ class TALSDK_MACHINES_EXPORT MSAXMachinePlatform : public ISAXPersist,
   MSAXMachinePlatformStl m_platformStl;
 
  private:
+  friend struct MSAXMachinePlatformDescription;  // reads engage the indications through these
   // The indication, engaged with its defaults when absent.
   GasFlow& _GetGasFlowInitialized();
   Recoater& _GetRecoaterInitialized();
