@@ -292,14 +292,15 @@ struct SAXWriter::Impl {
     }
   }
 
-  // Best effort for a writer dropped without Close: what was written stays in the file.
+  // Best effort for a writer dropped without Close: what was written stays in the file or
+  // the string.
   void Abandon() noexcept {
-    if (target == nullptr && fd >= 0) {
+    if (target != nullptr || fd >= 0) {
       try {
         if (!error) Flush();
       } catch (...) {
       }
-      if (ownsFd) ::close(fd);
+      if (target == nullptr && ownsFd) ::close(fd);
     }
     fd = -1;
     isOpen = false;

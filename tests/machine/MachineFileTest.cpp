@@ -228,6 +228,7 @@ TEST_F(MachineFileTest, SaveFailures) {
   message = L"untouched";
   EXPECT_FALSE(TalAM::SaveMachineDocument(refusing, document, message));
   EXPECT_EQ(message, L"untouched");
+  EXPECT_THAT(document, HasSubstr("<Platform>"));  // what was written before the refusal
 
   // A full disk: the error surfaces and the device is left alone.
   EXPECT_FALSE(SaveToTMCF(FullMachine(), L"/dev/full", message));

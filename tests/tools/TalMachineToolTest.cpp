@@ -162,6 +162,10 @@ TEST_F(TalMachineTool, StatusAndMessages) {
       {"show first-line.xml", 0, "\nName: *\n +X\n[\\s\\S]*\n  Machine/F, line 1, not required\n$",
        "", 0},
       {"check - <$EX", 0, "^<stdin>: OK \\(3 unknown elements kept\\)\n$", "", 0},
+      // Kept elements on one line are listed in the order of the file.
+      {"convert $EX - | sed 's|<AdaptiveLayerThickness|<Zz/>&|' | $TM show -", 0,
+       "\n  Machine/Zz, line ([0-9]+), not required\n  Machine/AdaptiveLayerThickness, line \\1,",
+       "", 0},
       // A standard input that cannot be read, or does not hold a parameter file, is named.
       {"show - <.", 1, "^$", "^tal-machine: <stdin>: error: cannot read: Is a directory\n$", 1},
       {"cl check - <.", 1, "^$", "^tal-machine: <stdin>: error: cannot read: Is a directory\n$", 1},

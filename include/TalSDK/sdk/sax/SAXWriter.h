@@ -93,7 +93,8 @@ class TALSDK_SDK_EXPORT SAXWriter : public ISAXWriter {
   // Opens a plain XML file whose binary elements are base64 text, framed by the project
   // element set with SetProjectTag (if any).
   bool OpenXMLBase64(const wchar_t* path);
-  // Writes the document into `target` instead of a file (replacing its content).
+  // Writes the document into `target` instead of a file (replacing its content). `target`
+  // must outlive the writer, or the writer's next Open.
   bool OpenString(std::string& target, bool indent = true);
   // Writes the document to the open file descriptor `fd`, which stays the caller's: Close
   // writes out what is buffered and leaves it open. `name` stands for the file in messages.
@@ -107,6 +108,8 @@ class TALSDK_SDK_EXPORT SAXWriter : public ISAXWriter {
 
   // Finishes the document and closes the file. Throws MGeneric when the data cannot be
   // written (for example a full disk); false when nothing is open or elements are still open.
+  // A writer closed with elements open, opened again or destroyed leaves what it has written
+  // in its file or string.
   bool Close();
 
   void StartTag(std::string_view name) override;
