@@ -63,14 +63,15 @@ constexpr Field<P, PointCodec> Point(std::string_view tag, P::Point P::*member) 
 constexpr auto kGasFlowDirections = std::to_array<EnumText<Direction>>(
     {{Direction::Positive, "Positive"}, {Direction::Negative, "Negative"}});
 
-// Gas flow and recoater are written only when the machine has them; reading any of their tags
-// engages the indication with its defaults. Unknown axis and direction texts read as the first
-// value, so that machine files with misspelt or newer values still load, and any other value
-// is written as that first value. Unlike them, an unknown shape is refused: guessing an outline
-// would change which parts fit; any shape but a box is drawn, and written, as a circle.
-// Gas flow, recoater and mesh are for display: they take no part in the comparison.
 }  // namespace
 
+// Gas flow and recoater are written only when the machine has them; reading any of their tags
+// engages the indication with its defaults, through the platform's private operations (hence a
+// friend of the platform). Unknown axis and direction texts read as the first value, so that
+// machine files with misspelt or newer values still load, and any other value is written as that
+// first value. Unlike them, an unknown shape is refused: guessing an outline would change which
+// parts fit; any shape but a box is drawn, and written, as a circle.
+// Gas flow, recoater and mesh are for display: they take no part in the comparison.
 struct MSAXMachinePlatformDescription {
   static constexpr auto kFields = Describe<P>(
       Enum("Shape", &P::m_shape, UnknownText::Refused, ValueWithoutText::WritesFallback,
