@@ -57,12 +57,6 @@ std::string ValueText(float value) {
 std::string ValueText(double value) {
   return Formatted(value);
 }
-std::string ValueText(double value, int precision) {
-  MStreamTextOut<wchar_t> out;
-  out.SetPrecision(precision);
-  out << value;
-  return StringConversion::NativeToUtf8(out.str());
-}
 std::string ValueText(const std::wstring& value) {
   std::string utf8;
   if (StringConversion::TryNativeToUtf8(value, utf8)) return utf8;

@@ -95,8 +95,6 @@ TALSDK_MACHINES_EXPORT std::string ValueText(float value);
 TALSDK_MACHINES_EXPORT std::string ValueText(double value);
 TALSDK_MACHINES_EXPORT std::string ValueText(
     const std::wstring& value);  // invalid characters shown as U+FFFD
-// A float or double with `precision` significant digits.
-TALSDK_MACHINES_EXPORT std::string ValueText(double value, int precision);
 inline std::string ValueText(const std::string& value) {
   return value;
 }
@@ -313,7 +311,6 @@ struct ValueCodec {
   using T = AccessedType<Access, Owner>;
   Access access;
   FieldKind kind;
-  int precision = 0;  // 0: the type's default (8 significant digits for float, 17 for double)
 
   bool Read(Owner& object, TalSAX::ISAXReader& reader) const {
     T value{};
@@ -324,9 +321,6 @@ struct ValueCodec {
   bool Write(const Owner& object, TalSAX::ISAXWriter& writer, std::string_view tag) const {
     const T* value = access.Find(object);
     if (value == nullptr) return true;
-    if constexpr (std::is_floating_point_v<T>) {
-      if (precision > 0) return WriteValueTag(writer, tag, *value, precision, false);
-    }
     return WriteValueTag(writer, tag, *value);
   }
   bool Equal(const Owner& a, const Owner& b) const {
@@ -337,9 +331,6 @@ struct ValueCodec {
   void Visit(const Owner& object, FieldVisit& visit, std::string_view tag) const {
     const T* value = access.Find(object);
     if (value == nullptr) return;
-    if constexpr (std::is_floating_point_v<T>) {
-      if (precision > 0) return visit.Value(tag, kind, ValueText(*value, precision));
-    }
     visit.Value(tag, kind, ValueText(*value));
   }
 };
@@ -884,13 +875,6 @@ template <class Owner>
 constexpr auto Length(std::string_view tag, long Owner::*member) {
   using Codec = Detail::ValueCodec<Owner, Member<Owner, long>>;
   return Field<Owner, Codec>(tag, Codec{{member}, FieldKind::Length});
-}
-// A float or double written with `precision` significant digits instead of the type's default.
-template <class Owner, class T>
-requires std::is_floating_point_v<T>
-constexpr auto Precise(std::string_view tag, T Owner::*member, int precision) {
-  using Codec = Detail::ValueCodec<Owner, Member<Owner, T>>;
-  return Field<Owner, Codec>(tag, Codec{{member}, Detail::KindOf<T>(), precision});
 }
 
 // An enumeration written as its text; `Coded` is the enumeration type whose EnumTexts apply

@@ -58,7 +58,6 @@ struct Scalars : Block<Scalars> {
   long m_long = -(1L << 40);
   float m_float = 1.0f / 3.0f;
   double m_double = 1.0 / 3.0;
-  double m_precise = 1.0 / 3.0;
   std::wstring m_text = L"Plate";
   bool m_flag = true;
   std::int32_t m_length = 2500;
@@ -76,8 +75,7 @@ template <>
 constexpr auto kFields<S> = Describe<S>(
     Value("Int", &S::m_int).AfterRead([](S& s) { ++s.m_reads; }), Value("Short", &S::m_short),
     Value("Long", &S::m_long), Value("Float", &S::m_float), Value("Double", &S::m_double),
-    Precise("Precise", &S::m_precise, 3), Value("Text", &S::m_text), Value("Flag", &S::m_flag),
-    Length("Length", &S::m_length),
+    Value("Text", &S::m_text), Value("Flag", &S::m_flag), Length("Length", &S::m_length),
     Enum("Lenient", &S::m_lenient, AsFallback, WritesFallback, Tone::Blue),
     Enum("Blank", &S::m_blank, AsFallback, WritesEmpty, Tone::Red),
     EnumWith<Tone, S>("Warm", Member<S, int>{&S::m_warm}, kWarm, Refused, WritesFallback,
@@ -166,14 +164,14 @@ TEST(DescriptionTest, ScalarsAreWrittenInFieldOrderReadBackExactlyAndCompared) {
   EXPECT_EQ(Written(Scalars()),
             "<Int>-7</Int><Short>65535</Short><Long>-1099511627776</Long>"
             "<Float>0.33333334</Float><Double>0.33333333333333331</Double>"
-            "<Precise>0.333</Precise><Text>Plate</Text><Flag>true</Flag><Length>2500</Length>"
+            "<Text>Plate</Text><Flag>true</Flag><Length>2500</Length>"
             "<Lenient>Green</Lenient><Blank>Green</Blank><Warm>Red</Warm>"
             "<Optional>Red</Optional><Strict>Green</Strict><Revision>7</Revision>");
   // Extreme values read back exactly.
   const std::string text =
       "<Int>-2147483648</Int><Short>0</Short><Long>9223372036854775807</Long>"
       "<Float>1.4012985e-45</Float><Double>-4.9406564584124654e-324</Double>"
-      "<Precise>0.125</Precise><Text> B\xC3\xA4r \xF0\x9D\x84\x9E </Text><Flag>false</Flag>"
+      "<Text> B\xC3\xA4r \xF0\x9D\x84\x9E </Text><Flag>false</Flag>"
       "<Length>2147483647</Length><Lenient>Red</Lenient><Blank>Blue</Blank><Warm>Blue</Warm>"
       "<Optional>Blue</Optional><Strict>Blue</Strict><Revision>-1</Revision>";
   Scalars read;
@@ -181,17 +179,15 @@ TEST(DescriptionTest, ScalarsAreWrittenInFieldOrderReadBackExactlyAndCompared) {
   EXPECT_EQ(read.m_text, L" B\u00e4r \U0001D11E ");
   EXPECT_EQ(Written(read), text);
 
-  // Each of those values alone, a value one unit in the last place away (a precise value
-  // compares in full, not as written) and a kept element make the block unequal; the revision
-  // is not compared, and NaN is unequal to itself.
+  // Each of those values alone, a value one unit in the last place away and a kept element
+  // make the block unequal; the revision is not compared, and NaN is unequal to itself.
   std::vector<std::string> changes = {"<Float>0.33333337</Float>",
-                                      "<Double>0.33333333333333337</Double>",
-                                      "<Precise>0.33333333333333337</Precise>", "<Unknown/>"};
+                                      "<Double>0.33333333333333337</Double>", "<Unknown/>"};
   const std::regex element(R"(<\w+>[^<]*</\w+>)");
   for (auto it = std::sregex_iterator(text.begin(), text.end(), element);
        it != std::sregex_iterator(); ++it)
     changes.push_back(it->str());
-  ASSERT_EQ(changes.size(), 19u);
+  ASSERT_EQ(changes.size(), 17u);
   for (const std::string& change : changes) {
     Scalars changed;
     EXPECT_EQ(Read(change, changed), "") << change;
@@ -329,7 +325,7 @@ TEST(DescriptionTest, VisitorShowsPathsKindsAndTexts) {
   scalars.m_strict = Tone::Violet;
   EXPECT_EQ(Visited(scalars),
             "Int integer -7; Short integer 65535; Long integer -1099511627776; "
-            "Float float 0.33333334; Double double 0.33333333333333331; Precise double 0.333; "
+            "Float float 0.33333334; Double double 0.33333333333333331; "
             "Text string Plate; Flag bool true; Length length 2500; Lenient enumeration Green; "
             "Blank enumeration Green; Warm enumeration Red; Optional enumeration Red; "
             "Strict enumeration (3); Revision integer 7 (not compared); ");
