@@ -683,7 +683,6 @@ struct GroupCodec {
     }
     return std::nullopt;
   }
-  bool Read(Owner&, TalSAX::ISAXReader&) const { return true; }
   bool Write(const Owner& object, TalSAX::ISAXWriter& writer, std::string_view tag) const {
     MSAXTagWriter container(writer, tag);
     return inner.WriteFields(object, writer);
@@ -779,7 +778,6 @@ struct ListCodec {
       return true;
     });
   }
-  bool Read(Owner&, TalSAX::ISAXReader&) const { return true; }
   bool WriteItems(const Owner& object, TalSAX::ISAXWriter& writer) const {
     for (const Item& item : object.*member) {
       MSAXTagWriter container(writer, rules.itemTag);
@@ -828,7 +826,6 @@ struct ValueListCodec {
       return true;
     });
   }
-  bool Read(Owner&, TalSAX::ISAXReader&) const { return true; }
   bool Write(const Owner& object, TalSAX::ISAXWriter& writer, std::string_view tag) const {
     MSAXTagWriter wrapper(writer, tag);
     for (const Item& value : object.*member) {
